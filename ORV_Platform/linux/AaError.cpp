@@ -1,0 +1,37 @@
+#include "AaError.h"
+
+#include <cstdio>
+#include <exception>
+#include <string>
+
+#include "ExecutionUnits.h"
+#include "Platform.h"
+
+namespace {
+
+void recordError(uint32_t code, const std::string &text) {
+  if (orv::NodeStore *store = orv::nodeStore()) {
+    orv::Event event;
+    event.kind = orv::EventKind::ERROR_RAISED;
+    event.code = code;
+    event.euId = orv::currentEu();
+    event.text = text;
+    const orv::Status status = store->appendEvent(event);
+    if (!status.ok()) orv::platformComplain(orv::SEVERITY_ERROR, status.message);
+  }
+  orv::platformComplain(orv::SEVERITY_ERROR, "raised error " + text);
+}
+
+}  // namespace
+
+extern "C" void AaErrorExceptionRaise(uint32_t kind, uint32_t code, uint32_t, uint32_t, const char *text,
+                                      const char *file, uint32_t line) {
+  try {
+    char numbers[64];
+    std::snprintf(numbers, sizeof numbers, "kind %u, code 0x%x: ", kind, code);
+    recordError(code, numbers + std::string(text == nullptr ? "" : text) + " [" + (file == nullptr ? "" : file) + ":" +
+                          std::to_string(line) + "]");
+  } catch (const std::exception &) {
+    std::fputs("Error/ORV/platform, out of memory: a raised error is lost\n", stderr);
+  }
+}

@@ -1,0 +1,147 @@
+#include "ExecutionUnits.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "Platform.h"
+
+namespace orv {
+namespace {
+
+// What the daemon's start-up, its largest user, needs is about 60 KiB; sanitizers multiply that. Stack that is never
+// touched costs address space only.
+constexpr size_t MIN_STACK_BYTES = 256 * 1024;
+
+constexpr size_t KERNEL_NAME_LENGTH = 15;
+
+struct ExecutionUnit {
+  EuRecord record;
+  AaProEuEntry entry = nullptr;
+  std::unique_ptr<std::byte[]> argument;
+};
+
+thread_local ExecutionUnit *gCurrentUnit = nullptr;
+
+std::atomic<uint32_t> gLastId{0};
+
+// Never destroyed: an EU may be created while the process exits.
+struct JoinableThreads {
+  std::mutex mutex;
+  std::vector<pthread_t> threads;
+};
+
+JoinableThreads &joinableThreads() {
+  static auto *threads = new JoinableThreads;
+  return *threads;
+}
+
+void storeRecord(const EuRecord &record, EventKind kind, const std::string &text) {
+  NodeStore *store = nodeStore();
+  if (store == nullptr) return;
+  Event event;
+  event.kind = kind;
+  event.euId = record.id;
+  event.text = text;
+  const Status status = store->putEu(record, &event);
+  if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
+}
+
+void *runUnit(void *argument) {
+  std::unique_ptr<ExecutionUnit> unit(static_cast<ExecutionUnit *>(argument));
+  gCurrentUnit = unit.get();
+  pthread_setname_np(pthread_self(), unit->record.name.substr(0, KERNEL_NAME_LENGTH).c_str());
+  void *result = unit->entry(unit->argument.get());
+  unit->record.finished = true;
+  storeRecord(unit->record, EventKind::EU_FINISHED, unit->record.name);
+  gCurrentUnit = nullptr;
+  return result;
+}
+
+class ThreadAttributes {
+ public:
+  ThreadAttributes(size_t stackBytes, bool joinable) {
+    pthread_attr_init(&attributes_);
+    pthread_attr_setstacksize(&attributes_, std::max(stackBytes, MIN_STACK_BYTES));
+    pthread_attr_setdetachstate(&attributes_, joinable ? PTHREAD_CREATE_JOINABLE : PTHREAD_CREATE_DETACHED);
+  }
+  ~ThreadAttributes() {
+    pthread_attr_destroy(&attributes_);
+  }
+  ThreadAttributes(const ThreadAttributes &) = delete;
+  ThreadAttributes &operator=(const ThreadAttributes &) = delete;
+  const pthread_attr_t *get() const {
+    return &attributes_;
+  }
+
+ private:
+  pthread_attr_t attributes_;
+};
+
+}  // namespace
+
+int32_t createEu(const EuRequest &request, uint32_t &id) {
+  auto unit = std::make_unique<ExecutionUnit>();
+  unit->entry = request.entry;
+  if (request.argumentBytes != 0) {
+    // operator new[] of bytes aligns for any type.
+    unit->argument = std::make_unique<std::byte[]>(request.argumentBytes);
+    std::memcpy(unit->argument.get(), request.argument, request.argumentBytes);
+  }
+  id = gLastId.fetch_add(1) + 1;
+  unit->record.id = id;
+  unit->record.name = request.name;
+  unit->record.createdNs = monotonicNs();
+  // Written before the EU runs, so that its own records come after it.
+  storeRecord(unit->record, EventKind::EU_CREATED, request.name);
+
+  const ThreadAttributes attributes(request.stackBytes, request.joinable);
+  JoinableThreads &joinable = joinableThreads();
+  const std::lock_guard lock(joinable.mutex);
+  pthread_t thread;
+  const int error = pthread_create(&thread, attributes.get(), runUnit, unit.get());
+  if (error != 0) {
+    unit->record.finished = true;
+    unit->record.state = EuState::LAUNCH_FAILED;
+    unit->record.result = error;
+    storeRecord(unit->record, EventKind::LAUNCH_FAILED, request.name + ": no thread: " + std::strerror(error));
+    return error;
+  }
+  static_cast<void>(unit.release());  // the EU's own from here on
+  if (request.joinable) joinable.threads.push_back(thread);
+  return 0;
+}
+
+uint32_t currentEu() {
+  return gCurrentUnit == nullptr ? 0 : gCurrentUnit->record.id;
+}
+
+std::string currentEuName() {
+  return gCurrentUnit == nullptr ? std::string() : gCurrentUnit->record.name;
+}
+
+EuRecord *currentEuRecord() {
+  return gCurrentUnit == nullptr ? nullptr : &gCurrentUnit->record;
+}
+
+void joinEus() {
+  JoinableThreads &joinable = joinableThreads();
+  for (;;) {
+    pthread_t thread;
+    {
+      const std::lock_guard lock(joinable.mutex);
+      if (joinable.threads.empty()) return;
+      thread = joinable.threads.front();
+      joinable.threads.erase(joinable.threads.begin());
+    }
+    pthread_join(thread, nullptr);
+  }
+}
+
+}  // namespace orv

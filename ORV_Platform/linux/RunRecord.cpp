@@ -1,0 +1,324 @@
+#include "RunRecord.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdio>
+#include <limits>
+#include <map>
+#include <string_view>
+#include <system_error>
+
+#include "NodePaths.h"
+
+namespace orv {
+namespace {
+
+constexpr size_t MAX_RECORD_SIZE = 4096;  // bytes; a record has some 150
+constexpr mode_t FILE_MODE = 0640;
+constexpr uint64_t NS_PER_S = 1'000'000'000;
+
+Status systemFailure(int error, const std::string &what) {
+  return Status::failure(error, what + ": " + std::generic_category().message(error));
+}
+
+// A descriptor that is closed at the end of its scope.
+class Descriptor {
+ public:
+  explicit Descriptor(int value) : value_(value) {}
+  ~Descriptor() {
+    if (value_ >= 0) close(value_);
+  }
+  Descriptor(const Descriptor &) = delete;
+  Descriptor &operator=(const Descriptor &) = delete;
+  int get() const {
+    return value_;
+  }
+
+ private:
+  int value_;
+};
+
+// Reads up to `limit` bytes; returns 0 or the errno.
+int readUpTo(int descriptor, size_t limit, std::string &text) {
+  text.resize(limit);
+  size_t length = 0;
+  while (length < limit) {
+    const ssize_t got = read(descriptor, text.data() + length, limit - length);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return errno;
+    if (got == 0) break;
+    length += static_cast<size_t>(got);
+  }
+  text.resize(length);
+  return 0;
+}
+
+int writeAll(int descriptor, std::string_view text) {
+  while (!text.empty()) {
+    const ssize_t written = write(descriptor, text.data(), text.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return errno;
+    text.remove_prefix(static_cast<size_t>(written));
+  }
+  return 0;
+}
+
+std::string recordPath(const std::string &stateDirectory) {
+  return stateDirectory + "/run-record";
+}
+
+uint64_t boottimeNs() {
+  timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  return static_cast<uint64_t>(now.tv_sec) * NS_PER_S + static_cast<uint64_t>(now.tv_nsec);
+}
+
+std::string format(const RunRecord &record) {
+  const auto line = [](const char *key, const std::string &value) { return key + ("=" + value) + "\n"; };
+  return line("bootId", record.bootId) + line("up", record.up ? "1" : "0") +
+         line("ungracefulCount", std::to_string(record.ungracefulCount)) +
+         line("resetsInARow", std::to_string(record.resetsInARow)) +
+         line("resetRequested", record.resetRequested ? "1" : "0") +
+         line("startedBoottimeNs", std::to_string(record.startedBoottimeNs));
+}
+
+using Fields = std::map<std::string_view, std::string_view>;
+
+// Splits lines of the form key=value; false for anything else, and for a key that stands twice.
+bool splitFields(std::string_view text, Fields &fields) {
+  while (!text.empty()) {
+    const size_t end = text.find('\n');
+    if (end == std::string_view::npos) return false;  // a line that was not written whole
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(end + 1);
+    const size_t equals = line.find('=');
+    if (equals == std::string_view::npos) return false;
+    if (!fields.emplace(line.substr(0, equals), line.substr(equals + 1)).second) return false;
+  }
+  return true;
+}
+
+template <typename Number>
+bool takeNumber(const Fields &fields, std::string_view key, Number &number) {
+  const auto found = fields.find(key);
+  if (found == fields.end()) return false;
+  const char *end = found->second.data() + found->second.size();
+  const auto [last, error] = std::from_chars(found->second.data(), end, number);
+  return error == std::errc() && last == end;
+}
+
+bool takeFlag(const Fields &fields, std::string_view key, bool &flag) {
+  uint32_t number = 0;
+  if (!takeNumber(fields, key, number) || number > 1) return false;
+  flag = number == 1;
+  return true;
+}
+
+bool parse(std::string_view text, RunRecord &record) {
+  constexpr size_t FIELD_COUNT = 6;
+  Fields fields;
+  if (!splitFields(text, fields) || fields.size() != FIELD_COUNT || !fields.contains("bootId")) return false;
+  record.bootId = fields["bootId"];
+  return takeFlag(fields, "up", record.up) && takeNumber(fields, "ungracefulCount", record.ungracefulCount) &&
+         takeNumber(fields, "resetsInARow", record.resetsInARow) &&
+         takeFlag(fields, "resetRequested", record.resetRequested) &&
+         takeNumber(fields, "startedBoottimeNs", record.startedBoottimeNs);
+}
+
+Status syncFile(int descriptor, const std::string &path) {
+  if (fsync(descriptor) == 0) return Status::success();
+  return systemFailure(errno, "cannot sync " + path);
+}
+
+Status writeTemporary(const std::string &path, const RunRecord &record) {
+  // One left over from a start that lost power is overwritten; the lock keeps everybody else away from it.
+  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, FILE_MODE));
+  if (file.get() < 0) return systemFailure(errno, "cannot write the run record " + path);
+  if (const int error = writeAll(file.get(), format(record)); error != 0) {
+    return systemFailure(error, "cannot write the run record " + path);
+  }
+  return syncFile(file.get(), path);
+}
+
+// After a power cut there is either the old record or the new one, whole.
+Status replaceRecord(const std::string &stateDirectory, const RunRecord &record) {
+  const std::string path = recordPath(stateDirectory);
+  const std::string temporary = path + ".new";
+  Status status = writeTemporary(temporary, record);
+  if (!status.ok()) {
+    unlink(temporary.c_str());
+    return status;
+  }
+  if (rename(temporary.c_str(), path.c_str()) != 0) {
+    return systemFailure(errno, "cannot rename " + temporary + " to " + path);
+  }
+  const Descriptor directory(open(stateDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (directory.get() < 0) return systemFailure(errno, "cannot open directory " + stateDirectory);
+  return syncFile(directory.get(), stateDirectory);
+}
+
+// The record of a state directory, locked against every other change for as long as the object lives.
+class LockedRecord {
+ public:
+  explicit LockedRecord(const std::string &stateDirectory) : directory_(stateDirectory) {}
+  ~LockedRecord() {
+    if (descriptor_ >= 0) close(descriptor_);  // and with it the lock
+  }
+  LockedRecord(const LockedRecord &) = delete;
+  LockedRecord &operator=(const LockedRecord &) = delete;
+
+  // Waits for whoever has the lock: it is held for as long as a small file takes to be written.
+  Status lock() {
+    if (Status status = ensurePrivateDirectory(directory_); !status.ok()) return status;
+    const std::string path = recordPath(directory_) + ".lock";
+    descriptor_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, FILE_MODE);
+    if (descriptor_ < 0) return systemFailure(errno, "cannot open the lock of the run record, " + path);
+    while (flock(descriptor_, LOCK_EX) != 0) {
+      if (errno != EINTR) return systemFailure(errno, "cannot lock the run record with " + path);
+    }
+    return Status::success();
+  }
+
+ private:
+  std::string directory_;
+  int descriptor_ = -1;
+};
+
+// Changes the record by `change`, which gets it as it is and fresh where it cannot be understood. `found` tells how
+// reading went, the result how writing did.
+template <typename Change>
+Status changeRecord(const std::string &stateDirectory, Status &found, Change change) {
+  RunRecord record;
+  LockedRecord lock(stateDirectory);
+  Status status = lock.lock();
+  // Even where nothing can be locked or written: `change` may tell its caller what the record says.
+  found = readRunRecord(stateDirectory, record);
+  if (!change(record) || !status.ok()) return status;
+  return replaceRecord(stateDirectory, record);
+}
+
+// True when there is no record, so that there is nothing to take back and nothing is to be made for it.
+bool isAbsent(const std::string &stateDirectory) {
+  return access(recordPath(stateDirectory).c_str(), F_OK) != 0 && errno == ENOENT;
+}
+
+void increment(uint32_t &count) {
+  if (count != std::numeric_limits<uint32_t>::max()) ++count;
+}
+
+// What the end of the run that `record` tells of, which was not shut down, adds to the counts.
+void countEnd(const std::string &bootId, const ResetLimits &limits, RunRecord &record) {
+  const bool machineStayedUp = !bootId.empty() && record.bootId == bootId;
+  if (machineStayedUp) {
+    // A reset that was requested and not made is no reset: the daemon just died.
+    increment(record.ungracefulCount);
+    record.resetsInARow = 0;
+  } else if (record.resetRequested) {
+    increment(record.resetsInARow);
+    if (record.resetsInARow > limits.resetBudget) increment(record.ungracefulCount);
+  } else {
+    record.resetsInARow = 0;
+  }
+}
+
+}  // namespace
+
+std::string currentBootId() {
+  const Descriptor file(open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC));
+  std::string text;
+  constexpr size_t MAX_BOOT_ID_SIZE = 64;
+  if (file.get() < 0 || readUpTo(file.get(), MAX_BOOT_ID_SIZE, text) != 0) return "";
+  return text.substr(0, text.find('\n'));
+}
+
+Status readRunRecord(const std::string &stateDirectory, RunRecord &record) {
+  record = RunRecord{};
+  const std::string path = recordPath(stateDirectory);
+  // O_NONBLOCK: whatever has taken the file's place, opening it must not wait.
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
+  if (file.get() < 0 && errno == ENOENT) return Status::success();
+  if (file.get() < 0) return systemFailure(errno, "cannot read the run record " + path);
+  std::string text;
+  if (const int error = readUpTo(file.get(), MAX_RECORD_SIZE + 1, text); error != 0) {
+    return systemFailure(error, "cannot read the run record " + path);
+  }
+  if (text.size() <= MAX_RECORD_SIZE && parse(text, record)) return Status::success();
+  record = RunRecord{};
+  return Status::failure(EBADMSG, "the run record " + path +
+                                      " cannot be understood and counts as fresh: how the last runs ended is not known"
+                                      " (the next change of it writes it anew)");
+}
+
+Status recordStart(const std::string &stateDirectory, const ResetLimits &limits, RunRecord &record) {
+  Status found;
+  Status written = changeRecord(stateDirectory, found, [&](RunRecord &current) {
+    const std::string bootId = currentBootId();
+    if (current.up) {
+      countEnd(bootId, limits, current);
+    } else {
+      current.resetsInARow = 0;
+    }
+    current.bootId = bootId;
+    current.up = true;
+    current.resetRequested = false;
+    current.startedBoottimeNs = boottimeNs();
+    record = current;
+    return true;
+  });
+  return written.ok() ? found : written;
+}
+
+// The three below overwrite what cannot be understood with what is to be there, so that there is nothing to report of
+// it.
+
+Status recordGracefulShutdown(const std::string &stateDirectory) {
+  Status found;  // not reported: a record that could not be understood is cleared as any other
+  return changeRecord(stateDirectory, found, [](RunRecord &record) {
+    const std::string bootId = record.bootId;
+    const uint64_t startedNs = record.startedBoottimeNs;
+    record = RunRecord{};
+    record.bootId = bootId;
+    record.startedBoottimeNs = startedNs;
+    return true;
+  });
+}
+
+Status recordResetRequest(const std::string &stateDirectory, const ResetLimits &limits) {
+  Status found;
+  Status written = changeRecord(stateDirectory, found, [&](RunRecord &record) {
+    const uint64_t now = boottimeNs();
+    const bool isThisBoot = record.up && record.bootId == currentBootId() && now >= record.startedBoottimeNs;
+    if (!isThisBoot || now - record.startedBoottimeNs > limits.resetWindowS * NS_PER_S) return false;
+    record.resetRequested = true;
+    return true;
+  });
+  return written.ok() ? found : written;
+}
+
+Status withdrawResetRequest(const std::string &stateDirectory) {
+  if (isAbsent(stateDirectory)) return Status::success();
+  Status found;  // not reported, as above
+  return changeRecord(stateDirectory, found, [](RunRecord &record) {
+    const bool wasRequested = record.resetRequested;
+    record.resetRequested = false;
+    return wasRequested;
+  });
+}
+
+Status clearUngraceful(const std::string &stateDirectory) {
+  if (isAbsent(stateDirectory)) return Status::success();
+  Status found;  // not reported, as above
+  return changeRecord(stateDirectory, found, [&](RunRecord &record) {
+    const bool isClear = record.ungracefulCount == 0 && record.resetsInARow == 0 && found.ok();
+    record.ungracefulCount = 0;
+    record.resetsInARow = 0;
+    return !isClear;
+  });
+}
+
+}  // namespace orv

@@ -1,0 +1,65 @@
+// The run record: what the next start has to know of this one, kept in the state directory across restarts of the
+// board.
+//
+// A small text file, <state directory>/run-record, replaced atomically and synced at each change; every change is made
+// under a lock file beside it, so that the operator's tool may change it while the daemon runs.
+//
+// What counts as an ungraceful shutdown is made for boards in the field:
+//  - a start that finds "up" with the boot id of the running machine: the daemon died while the machine stayed up.
+//  Counts.
+//  - a start that finds "up" with another boot id: a power cut or an outside reset. Does not count, since the
+//    applications have to come back by themselves.
+//  - board resets that the daemon itself requested within `resetWindowS` of its start are remembered; one more than
+//    `resetBudget` of them in a row counts (with the defaults the fourth), so that a node whose application always
+//    fails ends in a state that can be repaired and not in a reset loop. A run that ended otherwise breaks the row.
+// A graceful shutdown clears all of it.
+#ifndef ORV_LINUX_RUNRECORD_H
+#define ORV_LINUX_RUNRECORD_H
+
+#include <cstdint>
+#include <string>
+
+#include "Status.h"
+
+namespace orv {
+
+struct RunRecord {
+  std::string bootId;              // of the boot in which the CE was last started; empty: never started
+  bool up = false;                 // started and not shut down since
+  uint32_t ungracefulCount = 0;    // since the last graceful shutdown
+  uint32_t resetsInARow = 0;       // requested resets, one per run, the last runs having all ended so
+  bool resetRequested = false;     // by the run that is up
+  uint64_t startedBoottimeNs = 0;  // CLOCK_BOOTTIME of the CE start
+};
+
+struct ResetLimits {
+  uint32_t resetBudget = 3;
+  uint32_t resetWindowS = 600;
+};
+
+// The boot id of the running machine, from the kernel.
+std::string currentBootId();
+
+// Reads the record of `stateDirectory`. A missing file is a fresh record. A file that cannot be understood is reported
+// and read as a fresh record.
+Status readRunRecord(const std::string &stateDirectory, RunRecord &record);
+
+// The CE starts: counts as described above and marks the record up. `record` is the record as written; on failure as it
+// would have been written, so that the node can go on without a state directory.
+Status recordStart(const std::string &stateDirectory, const ResetLimits &limits, RunRecord &record);
+
+// The CE has been shut down gracefully: clears the record.
+Status recordGracefulShutdown(const std::string &stateDirectory);
+
+// A board reset is about to be made: remembers it where the CE has been up for no longer than `resetWindowS`.
+Status recordResetRequest(const std::string &stateDirectory, const ResetLimits &limits);
+
+// The reset that recordResetRequest remembered could not be made: takes that back.
+Status withdrawResetRequest(const std::string &stateDirectory);
+
+// Sets the count of ungraceful shutdowns, and of resets in a row, to 0; the rest stays.
+Status clearUngraceful(const std::string &stateDirectory);
+
+}  // namespace orv
+
+#endif

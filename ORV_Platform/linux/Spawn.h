@@ -1,0 +1,23 @@
+// Starts a process as a program of the node is started (Command.h), which posix_spawn cannot: it has no means to have
+// the kernel end the process with its parent.
+#ifndef ORV_LINUX_SPAWN_H
+#define ORV_LINUX_SPAWN_H
+
+#include <sys/types.h>
+
+namespace orv {
+
+struct SpawnRequest {
+  const char *file = nullptr;
+  char *const *arguments = nullptr;    // ends with a null
+  char *const *environment = nullptr;  // ends with a null
+  int outputDescriptor = -1;           // standard output and error; -1: those of this process
+};
+
+// Returns 0 and the process id when the file is being executed; else the errno, and there is no process. The caller has
+// to wait for the process, from the thread that called, which must live as long as the process does.
+int spawnProgram(const SpawnRequest &request, pid_t &pid);
+
+}  // namespace orv
+
+#endif

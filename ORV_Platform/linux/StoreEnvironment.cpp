@@ -1,0 +1,407 @@
+#include "StoreEnvironment.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csetjmp>
+#include <cstring>
+#include <iterator>
+#include <utility>
+
+#include "RunRecord.h"
+#include "StoreCodec.h"
+
+namespace orv {
+namespace {
+
+// The same for all processes of a node, and address space only. Ten thousand events take about 3 MiB.
+constexpr size_t MAP_SIZE = 64UL * 1024 * 1024;
+// More than any change of ours takes, a configuration file of the largest size included.
+constexpr size_t RESERVE_SIZE = 4UL * 1024 * 1024;
+constexpr unsigned MAX_READERS = 1024;
+constexpr mode_t FILE_MODE = 0640;
+
+// Not synced, since the store need not outlive the boot. Readers' places belong to transactions and not to threads, so
+// that any thread may take up an idle one.
+constexpr unsigned ENVIRONMENT_FLAGS = MDB_NOSUBDIR | MDB_NOTLS | MDB_NOSYNC | MDB_NOMETASYNC;
+
+constexpr const char *TABLE_NAMES[] = {"node", "tags", "rad", "eus", "events"};  // in the order of Table
+static_assert(std::size(TABLE_NAMES) == TABLE_COUNT);
+
+// Internal codes of opening, apart from LMDB's (-30799 and up) and the system's.
+constexpr int NOT_A_STORE = -1;
+constexpr int OTHER_BOOT = -2;
+constexpr int OTHER_LAYOUT = -3;
+
+// In the table `node`. These two keys and their form stay in every future layout, so that every version can tell.
+constexpr const char *LAYOUT_KEY = "layout";
+constexpr const char *BOOT_KEY = "boot";
+
+struct Explanation {
+  int code;
+  const char *why;     // null: the text of LMDB or the system
+  const char *remedy;  // null: none
+};
+
+constexpr const char *RESTART = "restart the node's daemon, which sets a damaged store aside";
+
+constexpr Explanation EXPLANATIONS[] = {
+    {MDB_MAP_FULL, "the store is full", "a process that stopped in the middle of reading may keep its space: end it"},
+    {MDB_READERS_FULL, "too many processes read the store at the same moment", "end some of them"},
+    {MDB_CORRUPTED, "the store is damaged", RESTART},
+    {MDB_PAGE_NOTFOUND, "the store is damaged", RESTART},
+    {MDB_PANIC, "the store failed earlier in this process", RESTART},
+    {MDB_INVALID, "the file is damaged or not a node store", RESTART},
+    {MDB_VERSION_MISMATCH, "the file was made by another version of LMDB or another kind of machine", RESTART},
+    {NOT_A_STORE, "the file is damaged or not a node store", RESTART},
+    {OTHER_BOOT, "no node was started there since this machine booted", "start the node"},
+    {OTHER_LAYOUT, "the store has another layout than this program knows",
+     "end all programs of the node, remove the file, and start programs of one version"},
+    {ENOENT, "no node was started there", "start the node, or name its directory with ORV_NODE_DIR"},
+    {EACCES, nullptr, "run as root or as the user who runs the node"},
+    {ENOSPC, nullptr, "free space in the file system of the node directory"},
+    {EIO, nullptr,
+     "free space in the file system of the node directory if it is full"},  // LMDB's code for half a write
+};
+
+const Explanation *explanationOf(int code) {
+  const auto *row = std::find_if(std::begin(EXPLANATIONS), std::end(EXPLANATIONS),
+                                 [code](const Explanation &each) { return each.code == code; });
+  return row == std::end(EXPLANATIONS) ? nullptr : row;
+}
+
+std::string reasonOf(int code) {
+  const Explanation *known = explanationOf(code);
+  return known == nullptr || known->why == nullptr ? mdb_strerror(code) : known->why;
+}
+
+// True for what a new file in the old one's place would cure.
+bool isDamage(int code) {
+  constexpr int DAMAGES[] = {MDB_INVALID, MDB_CORRUPTED, MDB_VERSION_MISMATCH, MDB_PAGE_NOTFOUND, NOT_A_STORE};
+  return std::find(std::begin(DAMAGES), std::end(DAMAGES), code) != std::end(DAMAGES);
+}
+
+// What the callers of the store get in place of an internal code.
+int publicCode(int code) {
+  if (code == NOT_A_STORE) return MDB_INVALID;
+  if (code == OTHER_BOOT) return ENOENT;
+  return code == OTHER_LAYOUT ? EPROTO : code;
+}
+
+// The lock file belongs to one store: the next one makes its own. May be absent.
+void removeLock(const std::string &path) {
+  unlink((path + "-lock").c_str());
+}
+
+Status setFileAside(const std::string &path, int code, std::string &report) {
+  const std::string aside = path + ".damaged";
+  if (rename(path.c_str(), aside.c_str()) != 0) return storeFailure(errno, "cannot rename " + path + " to " + aside);
+  removeLock(path);
+  report = "the node store " + path + " cannot be used (" + reasonOf(code) + "): it is now " + aside +
+           ", and a new one takes its place";
+  return Status::success();
+}
+
+Status removeFile(const std::string &path) {
+  if (unlink(path.c_str()) != 0) return storeFailure(errno, "cannot remove the node store of the last boot, " + path);
+  removeLock(path);
+  return Status::success();
+}
+
+// Takes the space of the lock file from the file system at once. LMDB writes to it through a mapping, where a file
+// system that turns out to be full kills the process. Returns 0 or the errno.
+int reserveLock(const std::string &path) {
+  constexpr off_t LOCK_SIZE = (MAX_READERS + 64) * 64;  // a cache line for each reader, and the head
+  const int descriptor = open((path + "-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, FILE_MODE);
+  if (descriptor < 0) return errno;
+  // The size stays as it is: LMDB reads from it how many readers there are places for.
+  const int error = fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, LOCK_SIZE) == 0 ? 0 : errno;
+  close(descriptor);
+  return error == EOPNOTSUPP ? 0 : error;  // a file system that cannot reserve
+}
+
+int walk(Cursor &cursor) {
+  MDB_val key{};
+  MDB_val record{};
+  int code = cursor.move(MDB_FIRST, key, record);
+  while (code == 0)
+    code = cursor.move(MDB_NEXT, key, record);
+  return code == MDB_NOTFOUND ? 0 : code;
+}
+
+void leaveWalk(MDB_env *environment, const char *) {
+  std::longjmp(*static_cast<std::jmp_buf *>(mdb_env_get_userctx(environment)), 1);
+}
+
+// LMDB ends the process for some kinds of damage, and lets nobody stop it but by a jump. Nothing is jumped over here
+// but LMDB's own functions for reading, which leave the cursor and the transaction fit to be closed.
+int checkTable(MDB_env *environment, MDB_txn *transaction, MDB_dbi table) {
+  Cursor cursor(transaction, table);
+  std::jmp_buf back;
+  mdb_env_set_userctx(environment, &back);
+  mdb_env_set_assert(environment, leaveWalk);
+  const int code = setjmp(back) == 0 ? walk(cursor) : MDB_CORRUPTED;
+  mdb_env_set_assert(environment, nullptr);
+  mdb_env_set_userctx(environment, nullptr);
+  return code;
+}
+
+}  // namespace
+
+Status storeFailure(int code, const std::string &what) {
+  const Explanation *known = explanationOf(code);
+  const bool hasRemedy = known != nullptr && known->remedy != nullptr;
+  const std::string remedy = hasRemedy ? std::string(" (") + known->remedy + ")" : "";
+  return Status::failure(publicCode(code), what + ": " + reasonOf(code) + remedy);
+}
+
+// --- Opening --------------------------------------------------------------------------------------------------------
+
+Status StoreEnvironment::open(const std::string &path, bool mayCreate, std::unique_ptr<StoreEnvironment> &environment,
+                              std::string &setAside) {
+  // A second round after the old file has been moved out of the way; what is new cannot be damaged again.
+  constexpr int ROUNDS = 2;
+  int code = 0;
+  for (int round = 1; round <= ROUNDS; ++round) {
+    std::unique_ptr<StoreEnvironment> candidate(new StoreEnvironment(path));
+    code = candidate->openFile(mayCreate);
+    if (code == 0) {
+      environment = std::move(candidate);
+      return Status::success();
+    }
+    candidate.reset();
+    if (!mayCreate || !(isDamage(code) || code == OTHER_BOOT)) break;
+    Status status = code == OTHER_BOOT ? removeFile(path) : setFileAside(path, code, setAside);
+    if (!status.ok()) return status;
+  }
+  return storeFailure(code, "cannot open the node store " + path);
+}
+
+StoreEnvironment::~StoreEnvironment() {
+  for (std::atomic<MDB_txn *> &idle : idleReaders_) {
+    if (MDB_txn *transaction = idle.load()) mdb_txn_abort(transaction);
+  }
+  if (environment_ != nullptr) mdb_env_close(environment_);
+}
+
+int StoreEnvironment::openFile(bool mayCreate) {
+  struct stat file {};
+  if (lstat(path_.c_str(), &file) != 0) {
+    if (errno != ENOENT || !mayCreate) return errno;
+  } else if (!S_ISREG(file.st_mode)) {
+    return NOT_A_STORE;
+  }
+  int code = mayCreate ? reserveLock(path_) : 0;
+  if (code == 0) code = mdb_env_create(&environment_);
+  if (code == 0) code = mdb_env_set_mapsize(environment_, MAP_SIZE);
+  if (code == 0) code = mdb_env_set_maxreaders(environment_, MAX_READERS);
+  if (code == 0) code = mdb_env_set_maxdbs(environment_, TABLE_COUNT);
+  if (code == 0) code = mdb_env_open(environment_, path_.c_str(), ENVIRONMENT_FLAGS, FILE_MODE);
+  if (code == 0) code = coverMissingEnd();
+  if (code != 0) return code;
+  forgetDeadReaders();
+  return openTables(mayCreate);
+}
+
+// LMDB opens its other descriptors close-on-exec, but not that of the data file. And it reads through a mapping, where
+// the missing end of a file that was cut off kills the process: with zeros there instead, LMDB notices for itself. (A
+// file may also be shorter than it says because its last pages are free and were never written.)
+int StoreEnvironment::coverMissingEnd() {
+  mdb_filehandle_t descriptor = -1;
+  MDB_envinfo info{};
+  MDB_stat statistics{};
+  struct stat file {};
+  int code = mdb_env_get_fd(environment_, &descriptor);
+  if (code == 0) code = mdb_env_info(environment_, &info);
+  if (code == 0) code = mdb_env_stat(environment_, &statistics);
+  if (code != 0) return code;
+  if (fcntl(descriptor, F_SETFD, FD_CLOEXEC) != 0 || fstat(descriptor, &file) != 0) return errno;
+  if (info.me_mapsize > MAP_SIZE || info.me_last_pgno >= MAP_SIZE / statistics.ms_psize) return NOT_A_STORE;
+  const auto needed = static_cast<off_t>((info.me_last_pgno + 1) * statistics.ms_psize);
+  endWasMissing_ = file.st_size < needed;
+  if (!endWasMissing_) return 0;
+  return posix_fallocate(descriptor, file.st_size, needed - file.st_size);
+}
+
+int StoreEnvironment::openTables(bool mayCreate) {
+  MDB_stat statistics{};
+  int code = mdb_env_stat(environment_, &statistics);
+  if (code != 0) return code;
+  if (statistics.ms_entries == 0) return mayCreate ? makeTables() : ENOENT;  // else whoever made the file fills it now
+  MDB_txn *transaction = nullptr;
+  code = mdb_txn_begin(environment_, nullptr, MDB_RDONLY, &transaction);
+  if (code != 0) return code;
+  code = openTablesIn(transaction, 0);
+  if (code == 0) code = checkNode(transaction);
+  if (code == MDB_NOTFOUND || code == MDB_INCOMPATIBLE) code = NOT_A_STORE;  // tables or records other than ours
+  // A start of the node is the moment to find out that the store cannot be read; later, only suspicion is worth the
+  // time.
+  if (code == 0 && (mayCreate || endWasMissing_)) code = checkPages(transaction);
+  if (code == 0) return mdb_txn_commit(transaction);  // and with it the handles of the tables
+  mdb_txn_abort(transaction);
+  return code;
+}
+
+int StoreEnvironment::makeTables() {
+  WriteTransaction transaction(*this);
+  int code = transaction.code();
+  if (code == 0) code = openTablesIn(transaction.handle(), MDB_CREATE);
+  if (code == 0) code = transaction.put(Table::NODE, LAYOUT_KEY, encodeKey(STORE_LAYOUT));
+  if (code == 0) code = transaction.put(Table::NODE, BOOT_KEY, currentBootId());
+  return code == 0 ? transaction.commit() : code;
+}
+
+int StoreEnvironment::openTablesIn(MDB_txn *transaction, unsigned flags) {
+  for (size_t table = 0; table < TABLE_COUNT; ++table) {
+    if (const int code = mdb_dbi_open(transaction, TABLE_NAMES[table], flags, &tables_[table]); code != 0) return code;
+  }
+  return 0;
+}
+
+int StoreEnvironment::checkNode(MDB_txn *transaction) const {
+  MDB_val key = toValue(BOOT_KEY);
+  MDB_val record{};
+  int code = mdb_get(transaction, table(Table::NODE), &key, &record);
+  if (code != 0) return code;
+  // First the boot: a store of an earlier one is as good as none, whatever its layout.
+  if (toBytes(record) != currentBootId()) return OTHER_BOOT;
+  key = toValue(LAYOUT_KEY);
+  code = mdb_get(transaction, table(Table::NODE), &key, &record);
+  if (code != 0) return code;
+  uint32_t layout = 0;
+  if (!decodeKey(toBytes(record), layout)) return NOT_A_STORE;
+  return layout == STORE_LAYOUT ? 0 : OTHER_LAYOUT;
+}
+
+// Every page of every table, and of LMDB's own list of free pages (table 0), once.
+int StoreEnvironment::checkPages(MDB_txn *transaction) const {
+  int code = checkTable(environment_, transaction, FREE_PAGES);
+  for (size_t table = 0; table < TABLE_COUNT && code == 0; ++table)
+    code = checkTable(environment_, transaction, tables_[table]);
+  return code;
+}
+
+// --- Transactions ---------------------------------------------------------------------------------------------------
+
+bool StoreEnvironment::hasSpace() {
+  MDB_envinfo info{};
+  MDB_stat statistics{};
+  mdb_env_info(environment_, &info);  // neither fails for an environment that is open
+  mdb_env_stat(environment_, &statistics);
+  const size_t reserve = RESERVE_SIZE / statistics.ms_psize;
+  size_t free = MAP_SIZE / statistics.ms_psize - (info.me_last_pgno + 1);
+  if (free >= reserve) return true;
+  // Only a file that has grown to its full size once is looked at more closely. A record of this table is a number of
+  // pages, and then these.
+  const ReadTransaction transaction(*this);
+  transaction.forEachIn(FREE_PAGES, {}, [&free](std::string_view, std::string_view record) {
+    size_t count = 0;
+    if (record.size() < sizeof count) return;
+    std::memcpy(&count, record.data(), sizeof count);
+    free += count;
+  });
+  return free >= reserve;
+}
+
+void StoreEnvironment::forgetDeadReaders() {
+  int count = 0;
+  mdb_reader_check(environment_, &count);  // result not examined: the next opening tries again
+}
+
+MDB_txn *StoreEnvironment::takeIdleReader() {
+  for (std::atomic<MDB_txn *> &idle : idleReaders_) {
+    if (idle.load(std::memory_order_relaxed) == nullptr) continue;
+    if (MDB_txn *transaction = idle.exchange(nullptr, std::memory_order_acquire)) return transaction;
+  }
+  return nullptr;
+}
+
+void StoreEnvironment::putIdleReader(MDB_txn *transaction) {
+  for (std::atomic<MDB_txn *> &idle : idleReaders_) {
+    MDB_txn *none = nullptr;
+    if (idle.compare_exchange_strong(none, transaction, std::memory_order_release, std::memory_order_relaxed)) return;
+  }
+  mdb_txn_abort(transaction);
+}
+
+ReadTransaction::ReadTransaction(StoreEnvironment &environment) noexcept : environment_(environment) {
+  if (MDB_txn *idle = environment_.takeIdleReader()) {
+    code_ = mdb_txn_renew(idle);
+    if (code_ == 0) {
+      transaction_ = idle;
+      return;
+    }
+    mdb_txn_abort(idle);
+  }
+  code_ = mdb_txn_begin(environment_.handle(), nullptr, MDB_RDONLY, &transaction_);
+  if (code_ != MDB_READERS_FULL) return;
+  environment_.forgetDeadReaders();
+  code_ = mdb_txn_begin(environment_.handle(), nullptr, MDB_RDONLY, &transaction_);
+}
+
+ReadTransaction::~ReadTransaction() {
+  if (code_ != 0) return;
+  mdb_txn_reset(transaction_);
+  environment_.putIdleReader(transaction_);
+}
+
+int ReadTransaction::get(Table table, std::string_view key, std::string_view &record) const noexcept {
+  if (code_ != 0) return code_;
+  MDB_val keyValue = toValue(key);
+  MDB_val recordValue{};
+  const int code = mdb_get(transaction_, environment_.table(table), &keyValue, &recordValue);
+  if (code == 0) record = toBytes(recordValue);
+  return code;
+}
+
+WriteTransaction::WriteTransaction(StoreEnvironment &environment) : environment_(environment) {
+  // A thread that is cancelled in here would keep the lock of all writers of the node.
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState_);
+  code_ = mdb_txn_begin(environment_.handle(), nullptr, 0, &transaction_);
+}
+
+WriteTransaction::~WriteTransaction() {
+  if (transaction_ != nullptr) mdb_txn_abort(transaction_);
+  pthread_setcancelstate(cancelState_, nullptr);
+}
+
+int WriteTransaction::get(Table table, std::string_view key, std::string_view &record) const {
+  MDB_val keyValue = toValue(key);
+  MDB_val recordValue{};
+  const int code = mdb_get(transaction_, environment_.table(table), &keyValue, &recordValue);
+  if (code == 0) record = toBytes(recordValue);
+  return code;
+}
+
+int WriteTransaction::put(Table table, std::string_view key, std::string_view record, unsigned flags) {
+  MDB_val keyValue = toValue(key);
+  MDB_val recordValue = toValue(record);
+  return mdb_put(transaction_, environment_.table(table), &keyValue, &recordValue, flags);
+}
+
+int WriteTransaction::remove(Table table, std::string_view key) {
+  MDB_val keyValue = toValue(key);
+  return mdb_del(transaction_, environment_.table(table), &keyValue, nullptr);
+}
+
+int WriteTransaction::clear(Table table) {
+  return mdb_drop(transaction_, environment_.table(table), 0);
+}
+
+int WriteTransaction::count(Table table, size_t &records) const {
+  MDB_stat statistics{};
+  const int code = mdb_stat(transaction_, environment_.table(table), &statistics);
+  records = statistics.ms_entries;
+  return code;
+}
+
+int WriteTransaction::commit() {
+  // Gone afterwards, committed or not.
+  return mdb_txn_commit(std::exchange(transaction_, nullptr));
+}
+
+}  // namespace orv

@@ -1,0 +1,15 @@
+// The sinks of the node's log: the journal where there is one, else syslog, and always the node's events.
+#ifndef ORV_LINUX_SYSTEMLOG_H
+#define ORV_LINUX_SYSTEMLOG_H
+
+#include <cstdint>
+#include <string>
+
+namespace orv {
+
+// Writes one line. May be called from any thread and at any time; what a sink cannot take is lost for that sink.
+void writeSystemLog(uint32_t severity, const std::string &text);
+
+}  // namespace orv
+
+#endif

@@ -1,0 +1,267 @@
+#include "Commands.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <cstdio>
+#include <limits>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "DaemonProcessState.h"
+#include "NodePaths.h"
+#include "NodeStore.h"
+#include "RunRecord.h"
+#include "Words.h"
+
+namespace orv {
+namespace {
+
+constexpr uint64_t NS_PER_S = 1'000'000'000;
+constexpr std::chrono::milliseconds WAIT_POLL_INTERVAL(20);
+
+using Store = std::unique_ptr<NodeStore>;
+using Rows = std::vector<std::vector<std::string>>;
+
+int fail(const Status &failure) {
+  complain(failure.message);
+  // The store refuses what makes no sense with EINVAL, before it touches anything.
+  return failure.code == EINVAL ? EXIT_USAGE : EXIT_FAILED;
+}
+
+// The store of the node; null after having said why not.
+Store openNode(const Arguments &arguments) {
+  const std::string directory = arguments.nodeDirectory.empty() ? nodeDirectory() : arguments.nodeDirectory;
+  Store store;
+  Status opened = checkPrivateDirectory(directory);
+  if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXISTING, store);
+  if (opened.ok()) return store;
+  complain(opened.code == ENOENT ? "there is no node in " + directory +
+                                       " (start it, or name its directory with --node-dir or ORV_NODE_DIR)"
+                                 : opened.message);
+  return nullptr;
+}
+
+std::string stateDirectoryOf(const Arguments &arguments) {
+  return arguments.stateDirectory.empty() ? stateDirectory() : arguments.stateDirectory;
+}
+
+// A whole number as one writes it down, so that a tag reads as it was set: 007 and 0x10 stay texts.
+std::optional<uint32_t> parsePlainNumber(const std::string &text) {
+  const bool isPlain = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos &&
+                       (text.size() == 1 || text[0] != '0');
+  return isPlain ? parseNumber(text) : std::nullopt;
+}
+
+// Nothing, after having said why, for a value that is not of the type.
+std::optional<TagValue> tagValueOf(const Arguments &arguments) {
+  const std::string &text = arguments.tagValue;
+  if (arguments.tagType == "string") return TagValue{TagType::STRING, 0, text};
+  if (arguments.tagType == "auto") {
+    const std::optional<uint32_t> number = parsePlainNumber(text);
+    return number ? TagValue{TagType::U32, *number, {}} : TagValue{TagType::STRING, 0, text};
+  }
+  const bool isShort = arguments.tagType == "u16";
+  const uint32_t largest = isShort ? std::numeric_limits<uint16_t>::max() : std::numeric_limits<uint32_t>::max();
+  const std::optional<uint32_t> number = parseNumber(text);
+  if (number && *number <= largest) return TagValue{isShort ? TagType::U16 : TagType::U32, *number, {}};
+  complain("\"" + text + "\" is no " + arguments.tagType + " (a number from 0 to " + std::to_string(largest) +
+           ", also as 0x...; or set it with --type string)");
+  return std::nullopt;
+}
+
+std::string hexText(uint32_t number, int digits) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%0*x", digits, static_cast<unsigned>(number));
+  return text;
+}
+
+// --- status ---------------------------------------------------------------------------------------------------------
+
+struct StateWords {
+  RunState state;
+  const char *daemonAlive;
+  const char *daemonDead;
+};
+
+constexpr StateWords STATE_WORDS[] = {
+    {RunState::EARLY, "starting", "down: the daemon ended during its start-up"},
+    {RunState::UP, "up", "down: the daemon died without a shutdown"},
+    {RunState::DOWN, "shut down, the daemon is about to end", "shut down"},
+};
+
+std::string stateText(RunState state, bool alive) {
+  for (const StateWords &words : STATE_WORDS) {
+    if (words.state == state) return alive ? words.daemonAlive : words.daemonDead;
+  }
+  return "?";  // not reached: the store refuses other states
+}
+
+std::string sinceText(const RunInfo &run) {
+  const uint64_t now = monotonicNs();
+  const uint64_t ageNs = now > run.startedNs ? now - run.startedNs : 0;
+  return timeText(run.startedRealtimeNs) + " (" + durationText(ageNs / NS_PER_S) + " ago)";
+}
+
+std::string runText(const RunInfo &run, bool alive) {
+  return tableText({{"state", stateText(run.state, alive)},
+                    {"daemon", "pid " + std::to_string(run.daemonPid) + (alive ? ", alive" : ", dead")},
+                    {"node id", hexText(run.nid, 4)},
+                    {"CE name", run.ceName.empty() ? "-" : printable(run.ceName)},
+                    {"since", sinceText(run)}});
+}
+
+std::string programText(const EuRecord &eu) {
+  if (eu.path.empty()) return "-";
+  return printable(eu.args.empty() ? eu.path : eu.path + " " + eu.args);
+}
+
+std::string eusText(const std::vector<EuRecord> &eus, bool alive) {
+  Rows rows = {{"ID", "EU", "PROGRAM", "PID", "STATE"}};
+  for (const EuRecord &eu : eus) {
+    rows.push_back({std::to_string(eu.id), printable(eu.name), programText(eu),
+                    eu.pid == 0 ? "-" : std::to_string(eu.pid), euStateText(eu, alive)});
+  }
+  return tableText(rows);
+}
+
+}  // namespace
+
+void complain(const std::string &text) {
+  std::fprintf(stderr, "orvctl: %s\n", printable(text).c_str());
+}
+
+std::optional<uint32_t> parseNumber(const std::string &text) {
+  const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+  const bool isOctal = !isHexadecimal && text.size() > 1 && text[0] == '0';
+  const char *begin = text.data() + (isHexadecimal ? 2 : 0);
+  const char *end = text.data() + text.size();
+  uint32_t number = 0;
+  const auto [last, error] = std::from_chars(begin, end, number, isHexadecimal ? 16 : isOctal ? 8 : 10);
+  if (error != std::errc() || last != end) return std::nullopt;
+  return number;
+}
+
+int tagSet(const Arguments &arguments, std::string &) {
+  const std::optional<TagValue> value = tagValueOf(arguments);
+  if (!value) return EXIT_USAGE;
+  const Store store = openNode(arguments);
+  if (!store) return EXIT_FAILED;
+  const Status done = store->setTag(arguments.tagName, *value);
+  return done.ok() ? EXIT_DONE : fail(done);
+}
+
+int tagGet(const Arguments &arguments, std::string &output) {
+  const Store store = openNode(arguments);
+  if (!store) return EXIT_FAILED;
+  const std::optional<Tag> tag = store->tag(arguments.tagName);
+  if (!tag) {
+    complain("tag " + arguments.tagName + " is not set");
+    return EXIT_NO;
+  }
+  output += valueText(tag->value) + "\n";
+  return EXIT_DONE;
+}
+
+int tagUnset(const Arguments &arguments, std::string &) {
+  const Store store = openNode(arguments);
+  if (!store) return EXIT_FAILED;
+  bool wasSet = false;
+  const Status done = store->unsetTag(arguments.tagName, wasSet);
+  if (!done.ok()) return fail(done);
+  if (wasSet) return EXIT_DONE;
+  complain("tag " + arguments.tagName + " was not set");
+  return EXIT_NO;
+}
+
+int tagList(const Arguments &arguments, std::string &output) {
+  const Store store = openNode(arguments);
+  if (!store) return EXIT_FAILED;
+  Rows rows = {{"NAME", "TYPE", "SET BY", "VALUE"}};
+  for (const Tag &tag : store->tags()) {
+    rows.push_back({printable(tag.name), typeText(tag.value.type), "pid " + std::to_string(tag.setterPid),
+                    printable(valueText(tag.value))});
+  }
+  output += tableText(rows);
+  return EXIT_DONE;
+}
+
+int tagWait(const Arguments &arguments, std::string &) {
+  const Store store = openNode(arguments);
+  if (!store) return EXIT_FAILED;
+  const uint64_t startNs = monotonicNs();
+  while (!store->tagIsSet(arguments.tagName)) {
+    const double waitedS = static_cast<double>(monotonicNs() - startNs) / static_cast<double>(NS_PER_S);
+    if (arguments.timeoutS && waitedS >= *arguments.timeoutS) {
+      complain("tag " + arguments.tagName + " was not set in time");
+      return EXIT_NO;
+    }
+    std::this_thread::sleep_for(WAIT_POLL_INTERVAL);
+  }
+  return EXIT_DONE;
+}
+
+int radSet(const Arguments &arguments, std::string &) {
+  const Store store = openNode(arguments);
+  if (!store) return EXIT_FAILED;
+  const Status done = store->setRad(arguments.radNumber, arguments.radValue, RadOrigin::OPERATOR);
+  return done.ok() ? EXIT_DONE : fail(done);
+}
+
+int radGet(const Arguments &arguments, std::string &output) {
+  const Store store = openNode(arguments);
+  if (!store) return EXIT_FAILED;
+  const std::vector<RadParameter> rads = store->rads();
+  const auto found = std::find_if(rads.begin(), rads.end(),
+                                  [&](const RadParameter &each) { return each.number == arguments.radNumber; });
+  if (found == rads.end()) {
+    complain("RAD parameter " + hexText(arguments.radNumber, 0) + " is not set and reads as 0");
+    return EXIT_NO;
+  }
+  output += std::to_string(found->value) + "\n";
+  return EXIT_DONE;
+}
+
+int radList(const Arguments &arguments, std::string &output) {
+  const Store store = openNode(arguments);
+  if (!store) return EXIT_FAILED;
+  Rows rows = {{"NUMBER", "SET BY", "VALUE"}};
+  for (const RadParameter &parameter : store->rads()) {
+    rows.push_back({hexText(parameter.number, 0),
+                    parameter.origin == RadOrigin::OPERATOR ? "operator" : "configuration",
+                    std::to_string(parameter.value)});
+  }
+  output += tableText(rows);
+  return EXIT_DONE;
+}
+
+int status(const Arguments &arguments, std::string &output) {
+  const Store store = openNode(arguments);
+  if (!store) return EXIT_FAILED;
+  const std::optional<RunInfo> run = store->run();
+  if (!run) {
+    output += "No run of this node has begun yet.\n";
+    return EXIT_DONE;
+  }
+  const bool alive = daemonIsAlive(*run);
+  output += runText(*run, alive) + "\n" + eusText(store->eus(), alive);
+  return EXIT_DONE;
+}
+
+// The count alone on its line, so that a script may compare it; what else there is to know goes on a line below.
+int ungraceful(const Arguments &arguments, std::string &output) {
+  const std::string directory = stateDirectoryOf(arguments);
+  if (arguments.clear) {
+    const Status cleared = clearUngraceful(directory);
+    return cleared.ok() ? EXIT_DONE : fail(cleared);
+  }
+  RunRecord record;
+  if (const Status found = readRunRecord(directory, record); !found.ok()) return fail(found);
+  output += std::to_string(record.ungracefulCount) + "\n";
+  if (record.resetsInARow != 0) output += "board resets in a row: " + std::to_string(record.resetsInARow) + "\n";
+  return EXIT_DONE;
+}
+
+}  // namespace orv

@@ -1,0 +1,147 @@
+#include "Words.h"
+
+#include <sys/wait.h>
+#include <time.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <system_error>
+
+namespace orv {
+namespace {
+
+constexpr uint64_t NS_PER_S = 1'000'000'000;
+
+std::string formatted(const char *format, unsigned value) {
+  char text[32];
+  std::snprintf(text, sizeof text, format, value);
+  return text;
+}
+
+std::string escaped(char byte) {
+  switch (byte) {
+    case '\n':
+      return "\\n";
+    case '\t':
+      return "\\t";
+    case '\r':
+      return "\\r";
+    default:
+      return formatted("\\x%02x", static_cast<uint8_t>(byte));
+  }
+}
+
+bool isControl(char byte) {
+  constexpr uint8_t DELETE = 0x7F;
+  return static_cast<uint8_t>(byte) < ' ' || static_cast<uint8_t>(byte) == DELETE;
+}
+
+// Characters of UTF-8, one column each: near enough for names and paths.
+size_t width(const std::string &text) {
+  return static_cast<size_t>(
+      std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<uint8_t>(byte) & 0xC0) != 0x80; }));
+}
+
+std::string launchFailureText(int32_t result) {
+  if (result == 0) return "could not be started";
+  // Below 0 for an input/output error, whose own number says something else: see AaProCmdExec.
+  return "could not be started: " + std::generic_category().message(std::abs(result));
+}
+
+}  // namespace
+
+std::string printable(std::string_view text) {
+  std::string result;
+  for (const char byte : text)
+    result += isControl(byte) ? escaped(byte) : std::string(1, byte);
+  return result;
+}
+
+const char *typeText(TagType type) {
+  switch (type) {
+    case TagType::STRING:
+      return "string";
+    case TagType::U16:
+      return "u16";
+    case TagType::U32:
+      return "u32";
+  }
+  return "?";  // not reached: the store refuses other types
+}
+
+std::string valueText(const TagValue &value) {
+  return value.type == TagType::STRING ? value.text : std::to_string(value.number);
+}
+
+std::string endText(int32_t waitStatus) {
+  if (WIFEXITED(waitStatus)) return "exited with " + std::to_string(WEXITSTATUS(waitStatus));
+  if (!WIFSIGNALED(waitStatus)) return "ended with wait status " + std::to_string(waitStatus);
+  const int signal = WTERMSIG(waitStatus);
+  const char *name = sigabbrev_np(signal);
+  return "killed by signal " + std::to_string(signal) + (name == nullptr ? "" : std::string(" (SIG") + name + ")") +
+         (WCOREDUMP(waitStatus) ? ", core dumped" : "");
+}
+
+std::string euStateText(const EuRecord &record, bool daemonIsAlive) {
+  switch (record.state) {
+    case EuState::CREATED:
+      if (record.finished) return "finished";
+      return daemonIsAlive ? "has no program" : "ended with the daemon";
+    case EuState::RUNNING:
+      return daemonIsAlive ? "running" : "ended with the daemon";
+    case EuState::PROGRAM_ENDED:
+      return endText(record.waitStatus);
+    case EuState::LAUNCH_FAILED:
+      return launchFailureText(record.result);
+    case EuState::SHUT_DOWN:
+      return "ended by the shutdown";
+  }
+  return "?";  // not reached: the store refuses other states
+}
+
+std::string durationText(uint64_t seconds) {
+  struct Unit {
+    uint64_t seconds;
+    const char *name;
+  };
+  constexpr Unit UNITS[] = {{86400, " d"}, {3600, " h"}, {60, " min"}, {1, " s"}};
+  const Unit *unit = std::find_if(std::begin(UNITS), std::end(UNITS) - 1,
+                                  [seconds](const Unit &each) { return seconds >= each.seconds; });
+  std::string text = std::to_string(seconds / unit->seconds) + unit->name;
+  // Two units are as much as one wants to know.
+  if (const Unit *next = unit + 1; next != std::end(UNITS)) {
+    text += " " + std::to_string(seconds % unit->seconds / next->seconds) + next->name;
+  }
+  return text;
+}
+
+std::string timeText(uint64_t realtimeNs) {
+  const auto seconds = static_cast<time_t>(realtimeNs / NS_PER_S);
+  tm parts{};
+  char text[64];
+  if (localtime_r(&seconds, &parts) == nullptr) return "?";
+  return strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %z", &parts) == 0 ? "?" : text;
+}
+
+std::string tableText(const std::vector<std::vector<std::string>> &rows) {
+  std::vector<size_t> widths;
+  for (const auto &row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (size_t column = 0; column < row.size(); ++column)
+      widths[column] = std::max(widths[column], width(row[column]));
+  }
+  std::string text;
+  for (const auto &row : rows) {
+    for (size_t column = 0; column < row.size(); ++column) {
+      text += row[column];
+      if (column + 1 < row.size()) text += std::string(widths[column] - width(row[column]) + 2, ' ');
+    }
+    text += '\n';
+  }
+  return text;
+}
+
+}  // namespace orv

@@ -1,0 +1,250 @@
+// orvctl, the operator's tool: looks at a node and changes its tags, RAD parameters and run record.
+//
+// Reads and writes the files of the node itself and needs no daemon, so that a node that has died can be looked at too.
+#include <signal.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstring>
+#include <exception>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Commands.h"
+#include "Suggestion.h"
+
+namespace {
+
+using orv::Arguments;
+
+constexpr const char *FOOTER =
+    "Exit codes:\n"
+    "  0  done\n"
+    "  1  the answer is no: not set, or not in time\n"
+    "  2  the command makes no sense\n"
+    "  3  the system failed: no node there, no permission, no space\n"
+    "\n"
+    "A value that begins with - goes after --: orvctl tag set NAME -- -v\n"
+    "orvctl COMMAND --help tells more of a command.";
+
+using Action = int (*)(const Arguments &arguments, std::string &output);
+
+// The command line: what is allowed, and what it has said.
+class CommandLine {
+ public:
+  CommandLine() {
+    app_.require_subcommand(1);
+    app_.footer(FOOTER);
+    app_.set_help_flag("-h,--help", "Say this");
+    addDirectories(app_);
+    addTagCommands();
+    addRadCommands();
+    addCommand(app_, "status", "The run of the node, and what has become of its programs", orv::status);
+    CLI::App *ungraceful =
+        addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
+    ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
+  }
+  CommandLine(const CommandLine &) = delete;
+  CommandLine &operator=(const CommandLine &) = delete;
+
+  CLI::App &app() {
+    return app_;
+  }
+  int run(std::string &output) const {
+    return action_(arguments_, output);
+  }
+
+ private:
+  // Before a command or after it: on every level, since a level that hands unknown words up to the one above would take
+  // a tag named "status" for the command.
+  void addDirectories(CLI::App &app) {
+    app.add_option("--node-dir", arguments_.nodeDirectory, "Node directory (else ORV_NODE_DIR, else the usual one)")
+        ->type_name("DIR");
+    app.add_option("--state-dir", arguments_.stateDirectory, "State directory (else ORV_STATE_DIR, else the usual one)")
+        ->type_name("DIR");
+  }
+
+  CLI::App *addCommand(CLI::App &parent, const std::string &name, const std::string &description, Action action) {
+    CLI::App *command = parent.add_subcommand(name, description);
+    command->parse_complete_callback([this, action] { action_ = action; });
+    addDirectories(*command);
+    return command;
+  }
+
+  void addTagName(CLI::App &command) {
+    command.add_option("NAME", arguments_.tagName, "Name of the tag")->required()->type_name("");
+  }
+
+  void addTagCommands() {
+    CLI::App *tag = app_.add_subcommand("tag", "Tags");
+    tag->require_subcommand(1);
+    addDirectories(*tag);
+
+    CLI::App *set = addCommand(*tag, "set", "Set a tag", orv::tagSet);
+    addTagName(*set);
+    set->add_option("VALUE", arguments_.tagValue, "Value, 1 where none is given")->type_name("");
+    set->add_option("--type", arguments_.tagType,
+                    "auto (u32 for a plain number, else string), string, u16 or u32; numbers also as 0x...")
+        ->check(CLI::IsMember({"auto", "string", "u16", "u32"}).description(""))
+        ->type_name("TYPE");
+
+    addTagName(*addCommand(*tag, "get", "Print the value of a tag", orv::tagGet));
+    addTagName(*addCommand(*tag, "unset", "Unset a tag", orv::tagUnset));
+    addCommand(*tag, "list", "All tags", orv::tagList);
+
+    CLI::App *wait = addCommand(*tag, "wait", "Wait until a tag is set", orv::tagWait);
+    addTagName(*wait);
+    addParsed(*wait, "--timeout", "For how long at most (else for ever)", "a number of seconds",
+              [this](const std::string &text) { return takeTimeout(text); })
+        ->type_name("SECONDS");
+  }
+
+  void addRadCommands() {
+    CLI::App *rad = app_.add_subcommand("rad", "RAD parameters");
+    rad->require_subcommand(1);
+    addDirectories(*rad);
+    CLI::App *set = addCommand(*rad, "set", "Set a parameter", orv::radSet);
+    addNumber(*set, "NUMBER", "Number of the parameter, also as 0x...", arguments_.radNumber);
+    addNumber(*set, "VALUE", "Value, also as 0x...", arguments_.radValue);
+    CLI::App *get = addCommand(*rad, "get", "Print the value of a parameter", orv::radGet);
+    addNumber(*get, "NUMBER", "Number of the parameter, also as 0x...", arguments_.radNumber);
+    addCommand(*rad, "list", "All parameters that are set", orv::radList);
+  }
+
+  // An option whose text `take` understands or refuses.
+  template <typename Take>
+  CLI::Option *addParsed(CLI::App &command, const std::string &name, const std::string &description,
+                         const std::string &expected, Take take) {
+    return command.add_option_function<std::string>(
+        name,
+        [=](const std::string &text) {
+          if (!take(text)) throw CLI::ValidationError(name, "\"" + text + "\" is not " + expected);
+        },
+        description);
+  }
+
+  void addNumber(CLI::App &command, const std::string &name, const std::string &description, uint32_t &number) {
+    addParsed(command, name, description, "a number from 0 to 4294967295",
+              [&number](const std::string &text) {
+                const std::optional<uint32_t> parsed = orv::parseNumber(text);
+                number = parsed.value_or(0);
+                return parsed.has_value();
+              })
+        ->required()
+        ->type_name("");
+  }
+
+  bool takeTimeout(const std::string &text) {
+    double seconds = 0;
+    if (!CLI::detail::lexical_cast(text, seconds) || !std::isfinite(seconds) || seconds < 0) return false;
+    arguments_.timeoutS = seconds;
+    return true;
+  }
+
+  CLI::App app_{"Looks at a node and changes its tags, RAD parameters and run record.", "orvctl"};
+  Arguments arguments_;
+  Action action_ = nullptr;
+};
+
+std::vector<std::string> commandNames(const CLI::App &app) {
+  std::vector<std::string> names;
+  for (const CLI::App *command : app.get_subcommands({}))
+    names.push_back(command->get_name());
+  return names;
+}
+
+// What somebody meant by `word` where a command of `app` belongs, with the words before it; empty where nothing is
+// near. A command one level below counts too: "set" is "tag set".
+std::string suggestion(const CLI::App &app, const std::string &before, const std::string &word) {
+  if (const std::string near = orv::nearestName(word, commandNames(app)); !near.empty()) return before + near;
+  for (const CLI::App *group : app.get_subcommands({})) {
+    const std::string near = orv::nearestName(word, commandNames(*group));
+    if (!near.empty()) return before + group->get_name() + " " + near;
+  }
+  return "";
+}
+
+// The sentence for a command that is missing or unknown, or empty where the commands are all right.
+std::string commandProblem(const CLI::App &root, const std::vector<std::string> &words) {
+  const CLI::App *app = &root;
+  std::string before;
+  for (size_t i = 0; i < words.size(); ++i) {
+    const std::vector<std::string> names = commandNames(*app);
+    if (names.empty()) return "";
+    if (words[i].starts_with("-")) {
+      // The two options with a value are all that can stand before a command.
+      if (app->get_option_no_throw(words[i].substr(0, words[i].find('='))) == nullptr) return "";
+      if (words[i] == "--node-dir" || words[i] == "--state-dir") ++i;
+      continue;
+    }
+    if (std::find(names.begin(), names.end(), words[i]) == names.end()) {
+      const std::string meant = suggestion(*app, before, words[i]);
+      return "there is no command \"" + before + words[i] + "\" (" +
+             (meant.empty() ? "see orvctl --help" : "did you mean \"" + meant + "\"?") + ")";
+    }
+    app = app->get_subcommand(words[i]);
+    before += words[i] + " ";
+  }
+  const std::vector<std::string> names = commandNames(*app);
+  if (names.empty()) return "";
+  return "a command is missing: orvctl " + before + CLI::detail::join(names, "|") + " (see orvctl --help)";
+}
+
+// The sentence for a command line that was refused.
+std::string usageProblem(const CLI::App &app, const std::vector<std::string> &words, const CLI::ParseError &error) {
+  if (std::string problem = commandProblem(app, words); !problem.empty()) return problem;
+  std::string what = error.what();
+  what = what.substr(0, what.find('\n'));
+  return what + " (see orvctl --help)";
+}
+
+// Returns 0 or the errno.
+int writeOutput(const std::string &text) {
+  for (size_t written = 0; written < text.size();) {
+    const ssize_t count = write(STDOUT_FILENO, text.data() + written, text.size() - written);
+    if (count < 0 && errno != EINTR) return errno;
+    if (count > 0) written += static_cast<size_t>(count);
+  }
+  return 0;
+}
+
+int finish(int exitCode, const std::string &output) {
+  const int error = writeOutput(output);
+  // A reader that has seen enough, such as head, is no failure.
+  if (error == 0 || error == EPIPE) return exitCode;
+  orv::complain(std::string("cannot write standard output: ") + std::strerror(error));
+  return orv::EXIT_FAILED;
+}
+
+int runTool(int argc, char **argv) {
+  CommandLine commandLine;
+  const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+  try {
+    // CLI11 takes the words from the end.
+    commandLine.app().parse(std::vector<std::string>(words.rbegin(), words.rend()));
+  } catch (const CLI::CallForHelp &) {
+    return finish(orv::EXIT_DONE, commandLine.app().help());
+  } catch (const CLI::ParseError &error) {
+    orv::complain(usageProblem(commandLine.app(), words, error));
+    return orv::EXIT_USAGE;
+  }
+  std::string output;
+  const int exitCode = commandLine.run(output);
+  return finish(exitCode, output);
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  signal(SIGPIPE, SIG_IGN);  // writing reports it
+  try {
+    return runTool(argc, argv);
+  } catch (const std::exception &error) {
+    orv::complain(error.what());
+    return orv::EXIT_FAILED;
+  }
+}

@@ -1,0 +1,42 @@
+# How everything in this project is compiled: the language level, warnings as errors, hardening, and the sanitizers.
+#
+# orv_compile       what every target of ours links privately: warnings, hardening, large files and 64-bit time
+# ORV_SANITIZE      comma-separated list for -fsanitize=, empty for none
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 11)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C CXX)
+
+set(ORV_SANITIZE "" CACHE STRING "Sanitizers, as for -fsanitize= (for example address,undefined)")
+
+find_package(Threads REQUIRED)
+
+add_library(orv_compile INTERFACE)
+target_compile_options(orv_compile INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+# A 32-bit board has to live past 2038 and to read files beyond 2 GiB.
+target_compile_definitions(orv_compile INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
+target_link_libraries(orv_compile INTERFACE Threads::Threads)
+
+target_compile_options(orv_compile INTERFACE -fstack-protector-strong)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|i[3-6]86")
+  target_compile_options(orv_compile INTERFACE -fcf-protection=full -fstack-clash-protection)
+endif()
+target_link_options(orv_compile INTERFACE -Wl,-z,relro,-z,now,-z,noexecstack)
+if(ORV_SANITIZE)
+  target_compile_options(orv_compile INTERFACE -fsanitize=${ORV_SANITIZE} -fno-sanitize-recover=all
+                                               -fno-omit-frame-pointer)
+  target_link_options(orv_compile INTERFACE -fsanitize=${ORV_SANITIZE})
+else()
+  # The sanitizers bring checks of their own in place of these; without optimisation the compiler has no sizes to check.
+  target_compile_definitions(orv_compile INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
+endif()

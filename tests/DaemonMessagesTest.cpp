@@ -1,0 +1,112 @@
+// The two messages that the daemon sends: that the applications have been started, and that initialisation has
+// finished.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "TestNode.h"
+
+namespace {
+
+using orv::EventKind;
+using Lines = std::vector<std::string>;
+
+constexpr uint32_t INIT_FINISH = 0x1b9d;
+constexpr uint32_t APP_STARTUP_DONE = 0xfd28;
+
+class DaemonMessages : public DaemonTest {
+ protected:
+  // The texts of the message events with an id, delivered or not.
+  Lines messages(uint32_t id) const {
+    Lines texts;
+    for (const orv::Event &event : node.events()) {
+      const bool isMessage = event.kind == EventKind::MESSAGE_SENT || event.kind == EventKind::MESSAGE_UNDELIVERED;
+      if (isMessage && event.code == id) texts.push_back(event.text);
+    }
+    return texts;
+  }
+  Lines warnings() const {
+    Lines texts;
+    for (const orv::Event &event : node.events()) {
+      if (event.kind == EventKind::LOG && event.code == 3) texts.push_back(event.text);
+    }
+    return texts;
+  }
+};
+
+}  // namespace
+
+TEST_F(DaemonMessages, ReceiverOnTheOwnNodeIsToldThatInitialisationHasFinished) {
+  // The first user of a node has CPID 0x1000, the daemon that comes after it 0x1001.
+  const auto daemon = node.startedDaemon({"--startup=nid=0x1011,notifreceiver=0x10111000,executable=" + node.program() +
+                                          " receive receiver.cpid#receiver.cpid"});
+  EXPECT_EQ(node.tagText("receiver.cpid"), "u32 4096");
+  EXPECT_EQ(daemon->waitForOutputLineWith("message "),
+            "message 0x1b9d to 0x10111000 from 0xf011001, payload 0 of 16 bytes");
+  expectGracefulEnd(*daemon);
+  const Lines lines = daemon->errorLines();
+  EXPECT_EQ(countLinesWith("Notify receiver set to 0x10111000", lines), 1U);
+  EXPECT_EQ(countLinesWith(infoLine("initFinishNotify: ORVDAEMON_INIT_FINISH_NOTIF_MSG sent to 0x10111000"), lines),
+            1U);
+  EXPECT_EQ(messages(INIT_FINISH), Lines{"message 0x1b9d from 0x0f011001 to 0x10111000"});
+  EXPECT_EQ(countLinesWith("message ", daemon->outputLines()), 1U);
+}
+
+TEST_F(DaemonMessages, ReceiverIsNamedWithoutLeadingZeros) {
+  const auto daemon = node.startedDaemon({"--startup=notifreceiver=0x0f011315"});
+  EXPECT_EQ(countLinesWith(infoLine("initFinishNotify: ORVDAEMON_INIT_FINISH_NOTIF_MSG sent to 0xf011315"),
+                           daemon->errorLines()),
+            1U);
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonMessages, MissingReceiverIsAWarningAmongTheEvents) {
+  const auto daemon = node.startedDaemon({"--startup=nid=0x1011,notifreceiver=0x10110123"});
+  EXPECT_EQ(countLinesWith("sent to 0x10110123", daemon->errorLines()), 1U);
+  EXPECT_EQ(countLinesWith("message 0x1b9d to 0x10110123 not delivered: ", warnings()), 1U);
+  EXPECT_EQ(messages(INIT_FINISH).size(), 1U);
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonMessages, ReceiverOnAnotherNodeIsRefusedWithAWarning) {
+  const auto daemon = node.startedDaemon({"--startup=nid=0x1011,notifreceiver=0x20110123"});
+  EXPECT_EQ(countLinesWith("sent to 0x20110123", daemon->errorLines()), 1U);
+  EXPECT_EQ(countLinesWith("message 0x1b9d to 0x20110123 refused: node 0x2011 is another node", warnings()), 1U);
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonMessages, NoReceiverMeansNoMessage) {
+  const auto daemon = node.startedDaemon({"--startup=nid=0x1011"});
+  EXPECT_EQ(messages(INIT_FINISH), Lines());
+  EXPECT_EQ(countLinesWith("initFinishNotify", daemon->errorLines()), 0U);
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonMessages, FailedExecutablesDoNotHoldTheNoticeBack) {
+  const auto daemon = node.startedDaemon({"--startup=notifreceiver=0xf011315,executable=a|b|c|d"});
+  EXPECT_EQ(countLinesWith("application start-up skipped", daemon->errorLines()), 1U);
+  EXPECT_EQ(countLinesWith("ORVDAEMON_INIT_FINISH_NOTIF_MSG sent to 0xf011315", daemon->errorLines()), 1U);
+  EXPECT_EQ(messages(INIT_FINISH).size(), 1U);
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonMessages, StartOfTheApplicationsIsToldOnce) {
+  const auto daemon = node.startedDaemon({"--startup=nid=0x1011"});
+  EXPECT_EQ(messages(APP_STARTUP_DONE), Lines{"message 0xfd28 from 0x1011fffe to 0x0ff004e7"});
+  expectGracefulEnd(*daemon);
+  EXPECT_EQ(messages(APP_STARTUP_DONE).size(), 1U);
+}
+
+TEST_F(DaemonMessages, StartOfTheApplicationsIsToldWithoutADefinitionFileToo) {
+  const auto daemon = node.startedDaemon({"-c", "app.hwapi.appcfg.filename=" + node.path("none.txt")});
+  EXPECT_EQ(messages(APP_STARTUP_DONE).size(), 1U);
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonMessages, DisabledApplicationsAreNotToldAsStarted) {
+  const auto daemon = node.startedDaemon({"-c", "sys.repair.center.reset=1"});
+  EXPECT_EQ(messages(APP_STARTUP_DONE), Lines());
+  expectGracefulEnd(*daemon);
+}

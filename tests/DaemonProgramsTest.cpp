@@ -1,0 +1,102 @@
+// What a program of the node finds when it starts: its arguments, environment, signals and descriptors.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "TestNode.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+using DaemonPrograms = DaemonTest;
+
+// The values of the variable `name` among printed variables.
+Lines valuesOf(const std::string &name, const Lines &lines) {
+  const std::string beginning = "variable " + name + "=";
+  Lines values;
+  for (const std::string &line : lines) {
+    if (line.starts_with(beginning)) values.push_back(line.substr(beginning.size()));
+  }
+  return values;
+}
+
+}  // namespace
+
+TEST_F(DaemonPrograms, ArgumentsAreSplitAsAShellDoesWithoutExpansion) {
+  node.define({"app;" + node.program() +
+               ";print-args 'one two' \"three 'four'\" fi\\ ve six\"\"6 '' $HOME * ~ $(id) # | >x;0;0;"});
+  const auto daemon = node.startedDaemon({"-v"});
+  daemon->waitForOutputLineWith("arguments ");
+  EXPECT_EQ(daemon->outputLines(),
+            (Lines{"argument [one two]", "argument [three 'four']", "argument [fi ve]", "argument [six6]",
+                   "argument []", "argument [$HOME]", "argument [*]", "argument [~]", "argument [$(id)]",
+                   "argument [#]", "argument [|]", "argument [>x]", "arguments 12"}));
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonPrograms, QuotesAroundAllArgumentsBelongToTheFile) {
+  node.define({"app;" + node.program() + ";\"print-args 'a b' c\";0;0;"});
+  const auto daemon = node.startedDaemon({"-v"});
+  daemon->waitForOutputLineWith("arguments ");
+  EXPECT_EQ(daemon->outputLines(), (Lines{"argument [a b]", "argument [c]", "arguments 2"}));
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonPrograms, EnvironmentNamesTheNodeAndHidesWhatTheDaemonAloneWasTold) {
+  node.define({"app;" + node.program() + ";print-environment;0;0;"});
+  ProcessStart start;
+  start.environment = {"NOTIFY_SOCKET=" + node.path("nobody"), "WATCHDOG_USEC=1000000", "LISTEN_FDS=1",
+                       "ORV_EU_NAME=daemon", "SOME_VARIABLE=of the daemon"};
+  const auto daemon = node.startedDaemon({"--startup=cename=myCe"}, start);
+  daemon->waitForOutputLineWith("environment complete");
+  const Lines lines = daemon->outputLines();
+  EXPECT_EQ(valuesOf("ORV_CE_NAME", lines), Lines{"myCe"});
+  EXPECT_EQ(valuesOf("ORV_NODE_DIR", lines), Lines{node.nodeDirectory()});
+  EXPECT_EQ(valuesOf("ORV_EU_NAME", lines), Lines{"app"});
+  EXPECT_EQ(valuesOf("SOME_VARIABLE", lines), Lines{"of the daemon"});
+  EXPECT_EQ(valuesOf("NOTIFY_SOCKET", lines), Lines());
+  EXPECT_EQ(valuesOf("WATCHDOG_USEC", lines), Lines());
+  EXPECT_EQ(valuesOf("LISTEN_FDS", lines), Lines());
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonPrograms, SignalsAreResetWhateverTheDaemonInherited) {
+  node.define({"app;" + node.program() + ";print-signals;0;0;"});
+  ProcessStart start;
+  start.blockedSignals = {SIGUSR1, SIGALRM, SIGCHLD, SIGRTMIN};
+  start.ignoredSignals = {SIGPIPE, SIGUSR2, SIGQUIT, SIGHUP};
+  const auto daemon = node.startedDaemon({"-v"}, start);
+  EXPECT_EQ(daemon->waitForOutputLineWith("SigBlk"), "SigBlk: 0000000000000000");
+  EXPECT_EQ(daemon->waitForOutputLineWith("SigIgn"), "SigIgn: 0000000000000000");
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonPrograms, EndsAreSeenWhereTheDaemonInheritedAnIgnoredChildSignal) {
+  node.define({"app;" + node.program() + ";exit 7;0;0;"});
+  ProcessStart start;
+  start.ignoredSignals = {SIGCHLD};
+  const auto daemon = node.startedDaemon({"-v"}, start);
+  daemon->waitForErrorLine(errorLine("exeRun: executable '" + node.program() + "' failed with status 7"));
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonPrograms, NoDescriptorButTheStandardThreeIsPassedOn) {
+  node.define({"app;" + node.program() + ";print-fds;0;0;"});
+  ProcessStart start;
+  start.openDescriptors = {3, 9, 200};
+  const auto daemon = node.startedDaemon({"-v"}, start);
+  EXPECT_EQ(daemon->waitForOutputLineWith("descriptors"), "descriptors 0 1 2, input from /dev/null");
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonPrograms, ProgramWithoutASlashIsLookedUpInThePath) {
+  node.define({"app;program;print-args found;0;0;"});
+  ProcessStart start;
+  start.environment = {"PATH=/nowhere:" + node.path("") + ":/bin"};
+  const auto daemon = node.startedDaemon({"-v"}, start);
+  daemon->waitForOutputLineWith("argument [found]");
+  expectGracefulEnd(*daemon);
+}

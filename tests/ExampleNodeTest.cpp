@@ -1,0 +1,62 @@
+// The example node, started as its README says.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "TestNode.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+class ExampleNode : public DaemonTest {
+ protected:
+  static ProcessStart exampleStart() {
+    const std::string examples = ORV_EXAMPLES_DIR;
+    const char *path = std::getenv("PATH");
+    ProcessStart start;
+    start.directory = examples;
+    start.environment = {"ORV_CONFIG=" + examples + "/platform.xml",
+                         "PATH=" + examples + ":" + ORV_BIN_DIR + ":" + (path == nullptr ? "/usr/bin:/bin" : path)};
+    return start;
+  }
+};
+
+}  // namespace
+
+TEST_F(ExampleNode, FourApplicationsAndAnExecutableSayWhatTheyDo) {
+  const auto daemon = node.startedDaemon(
+      {"--startup=nid=0x1011,cename=example,executable=example-hardware-check#example.hardware.ready"}, exampleStart());
+  daemon->waitForOutputLineWith("recorder: ");
+  daemon->waitForErrorLine(infoLine("exeRun: executable 'example-self-test' terminated successfully"));
+  Lines lines = daemon->outputLines();
+  ASSERT_EQ(lines.size(), 5U);
+  EXPECT_TRUE(lines[0].starts_with("hardware-check: "));
+  EXPECT_EQ(lines[1], "radio: on channel 7, online");
+  EXPECT_EQ(lines[2], "controller: good morning, online");
+  std::sort(lines.begin() + 3, lines.end());  // the last two run beside each other
+  EXPECT_EQ(lines[3], "recorder: recording for example");
+  EXPECT_EQ(lines[4], "self-test: passed, nothing more to do");
+  EXPECT_EQ(node.waitForFinishedEu("self-test").waitStatus, 0);
+  for (const std::string name : {"example-hardware-check", "radio", "controller", "recorder"}) {
+    node.waitForEu(name, orv::EuState::RUNNING);
+  }
+  EXPECT_EQ(node.raisedErrors(), Lines());
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(ExampleNode, FailingOneRaisesAnErrorAndAsksForAReset) {
+  const auto daemon =
+      node.startedDaemon({"--startup=nid=0x1011,cename=example", "-c", "app.hwapi.appcfg.filename=AppDef-failing.txt",
+                          "-c", "orv.service.aapro.watchdog_enabled=1"},
+                         exampleStart());
+  daemon->waitForErrorLine(errorLine("exeRun: executable 'example-pump' failed with status 7"));
+  daemon->waitForErrorLine(infoLine("boardReset: adding 30 s delay before reset"));
+  EXPECT_EQ(node.raisedErrors(),
+            Lines{"kind 0, code 0x12345678: failure of application pump [ORV_Daemon/src/OrvDaemon:900]"});
+  EXPECT_EQ(node.tagText("orv.board.reset"), "string none");
+  expectGracefulEnd(*daemon);
+}

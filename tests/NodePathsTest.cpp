@@ -1,0 +1,217 @@
+// Where a node's files are, and which directories are fit for them.
+#include "NodePaths.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <filesystem>
+#include <functional>
+
+#include "FreshDirectory.h"
+
+namespace {
+
+constexpr uid_t SOMEBODY = 12345;
+constexpr int NOT_RUN = 99;
+
+class NodePaths : public testing::Test {
+ protected:
+  void SetUp() override {
+    for (const char *name :
+         {"ORV_NODE_DIR", "ORV_STATE_DIR", "ORV_CONFIG", "XDG_RUNTIME_DIR", "XDG_STATE_HOME", "TMPDIR"})
+      unsetenv(name);
+    umask(022);
+  }
+};
+
+using NodePathsDefaults = NodePaths;
+using PrivateDirectory = NodePaths;
+
+mode_t modeOf(const std::string &path) {
+  struct stat file {};
+  return lstat(path.c_str(), &file) == 0 ? file.st_mode & 07777 : 0;
+}
+
+// Runs `body` in a process of user SOMEBODY and returns what it returns, below 99; 99 where that could not be.
+int asSomebody(const std::function<int()> &body) {
+  const pid_t child = fork();
+  if (child == 0) _exit(setuid(SOMEBODY) == 0 ? body() : NOT_RUN);
+  int status = 0;
+  return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : NOT_RUN;
+}
+
+TEST_F(NodePathsDefaults, NamedDirectoriesComeFirst) {
+  setenv("ORV_NODE_DIR", "/some/node", 1);
+  setenv("ORV_STATE_DIR", "/some/state", 1);
+  setenv("ORV_CONFIG", "/some/file.xml", 1);
+  setenv("XDG_RUNTIME_DIR", "/run/user/1", 1);
+  setenv("XDG_STATE_HOME", "/home/somebody/state", 1);
+  EXPECT_EQ(orv::nodeDirectory(), "/some/node");
+  EXPECT_EQ(orv::stateDirectory(), "/some/state");
+  EXPECT_EQ(orv::configurationFile(), "/some/file.xml");
+  EXPECT_TRUE(orv::configurationFileIsNamed());
+}
+
+TEST_F(NodePathsDefaults, EmptyVariablesCountAsUnset) {
+  const std::string node = orv::nodeDirectory();
+  const std::string state = orv::stateDirectory();
+  setenv("ORV_NODE_DIR", "", 1);
+  setenv("ORV_STATE_DIR", "", 1);
+  setenv("ORV_CONFIG", "", 1);
+  EXPECT_EQ(orv::nodeDirectory(), node);
+  EXPECT_EQ(orv::stateDirectory(), state);
+  EXPECT_EQ(orv::configurationFile(), "/etc/orv/platform.xml");
+  EXPECT_FALSE(orv::configurationFileIsNamed());
+}
+
+TEST_F(NodePathsDefaults, RootHasTheBoardsDirectories) {
+  if (geteuid() != 0) GTEST_SKIP() << "for root alone";
+  setenv("XDG_RUNTIME_DIR", "/run/user/0", 1);
+  setenv("XDG_STATE_HOME", "/root/state", 1);
+  EXPECT_EQ(orv::nodeDirectory(), "/run/orv");
+  EXPECT_EQ(orv::stateDirectory(), "/var/lib/orv");
+}
+
+TEST_F(NodePathsDefaults, SomebodyHasDirectoriesOfTheirOwn) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  EXPECT_EQ(asSomebody([] {
+              int wrong = 0;
+              unsetenv("HOME");
+              if (orv::nodeDirectory() != "/tmp/orv-12345") wrong |= 1;
+              if (orv::stateDirectory() != "/tmp/orv-12345/state") wrong |= 2;
+              setenv("TMPDIR", "/scratch", 1);
+              setenv("HOME", "/home/somebody", 1);
+              if (orv::nodeDirectory() != "/scratch/orv-12345") wrong |= 4;
+              if (orv::stateDirectory() != "/home/somebody/.local/state/orv") wrong |= 8;
+              setenv("XDG_RUNTIME_DIR", "/run/user/12345", 1);
+              setenv("XDG_STATE_HOME", "/home/somebody/state", 1);
+              if (orv::nodeDirectory() != "/run/user/12345/orv") wrong |= 16;
+              if (orv::stateDirectory() != "/home/somebody/state/orv") wrong |= 32;
+              return wrong;
+            }),
+            0);
+}
+
+TEST_F(NodePathsDefaults, RelativeFoldersOfTheUserDoNotCount) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  EXPECT_EQ(asSomebody([] {
+              setenv("XDG_RUNTIME_DIR", "run", 1);
+              setenv("TMPDIR", "tmp", 1);
+              return orv::nodeDirectory() == "/tmp/orv-12345" ? 0 : 1;
+            }),
+            0);
+}
+
+TEST_F(PrivateDirectory, IsMadeWithItsParents) {
+  const FreshDirectory fresh;
+  const std::string directory = fresh.path("a/b/node");
+  EXPECT_TRUE(orv::ensurePrivateDirectory(directory).ok());
+  EXPECT_EQ(modeOf(directory), 0750U);
+  EXPECT_EQ(modeOf(fresh.path("a")), 0755U);
+  EXPECT_EQ(modeOf(fresh.path("a/b")), 0755U);
+  EXPECT_TRUE(orv::checkPrivateDirectory(directory).ok());
+}
+
+TEST_F(PrivateDirectory, PresentOneIsLeftAsItIs) {
+  const FreshDirectory fresh;
+  ASSERT_EQ(mkdir(fresh.path("node").c_str(), 0700), 0);
+  EXPECT_TRUE(orv::ensurePrivateDirectory(fresh.path("node")).ok());
+  EXPECT_EQ(modeOf(fresh.path("node")), 0700U);
+}
+
+TEST_F(PrivateDirectory, SlashesAtTheEndDoNotMatter) {
+  const FreshDirectory fresh;
+  EXPECT_TRUE(orv::ensurePrivateDirectory(fresh.path("node//")).ok());
+  EXPECT_EQ(modeOf(fresh.path("node")), 0750U);
+  EXPECT_TRUE(orv::checkPrivateDirectory(fresh.path("node/")).ok());
+}
+
+TEST_F(PrivateDirectory, CheckMakesNothing) {
+  const FreshDirectory fresh;
+  const orv::Status status = orv::checkPrivateDirectory(fresh.path("node"));
+  EXPECT_EQ(status.code, ENOENT);
+  EXPECT_NE(status.message.find(fresh.path("node")), std::string::npos) << status.message;
+  EXPECT_NE(status.message.find("ORV_NODE_DIR"), std::string::npos) << status.message;
+  EXPECT_FALSE(std::filesystem::exists(fresh.path("node")));
+}
+
+TEST_F(PrivateDirectory, SymbolicLinkIsRefused) {
+  const FreshDirectory fresh;
+  ASSERT_EQ(mkdir(fresh.path("real").c_str(), 0700), 0);
+  std::filesystem::create_directory_symlink(fresh.path("real"), fresh.path("node"));
+  for (const char *name : {"node", "node/"}) {
+    const orv::Status status = orv::ensurePrivateDirectory(fresh.path(name));
+    EXPECT_EQ(status.code, ELOOP);
+    EXPECT_NE(status.message.find("symbolic link"), std::string::npos) << status.message;
+  }
+}
+
+TEST_F(PrivateDirectory, FileInItsPlaceIsRefused) {
+  const FreshDirectory fresh;
+  fresh.write("node", "text");
+  EXPECT_EQ(orv::ensurePrivateDirectory(fresh.path("node")).code, ENOTDIR);
+  EXPECT_EQ(fresh.read("node"), "text");
+}
+
+TEST_F(PrivateDirectory, FileInAParentsPlaceIsRefused) {
+  const FreshDirectory fresh;
+  fresh.write("a", "text");
+  const orv::Status status = orv::ensurePrivateDirectory(fresh.path("a/node"));
+  EXPECT_EQ(status.code, ENOTDIR);
+  EXPECT_NE(status.message.find(fresh.path("a/node")), std::string::npos) << status.message;
+}
+
+TEST_F(PrivateDirectory, WritableByEverybodyIsRefused) {
+  const FreshDirectory fresh;
+  ASSERT_EQ(mkdir(fresh.path("node").c_str(), 0700), 0);
+  ASSERT_EQ(chmod(fresh.path("node").c_str(), 0702), 0);
+  const orv::Status status = orv::ensurePrivateDirectory(fresh.path("node"));
+  EXPECT_EQ(status.code, EPERM);
+  EXPECT_NE(status.message.find("chmod o-w " + fresh.path("node")), std::string::npos) << status.message;
+}
+
+TEST_F(PrivateDirectory, FolderForEverybodyIsRefusedAndNobodyToldToCloseIt) {
+  const FreshDirectory fresh;
+  ASSERT_EQ(chmod(fresh.path().c_str(), 01777), 0);
+  const orv::Status status = orv::checkPrivateDirectory(fresh.path());
+  EXPECT_EQ(status.code, EPERM);
+  EXPECT_EQ(status.message.find("chmod"), std::string::npos) << status.message;
+}
+
+TEST_F(PrivateDirectory, WritableByTheGroupIsAccepted) {
+  const FreshDirectory fresh;
+  ASSERT_EQ(mkdir(fresh.path("node").c_str(), 0700), 0);
+  ASSERT_EQ(chmod(fresh.path("node").c_str(), 0770), 0);
+  EXPECT_TRUE(orv::checkPrivateDirectory(fresh.path("node")).ok());
+}
+
+TEST_F(PrivateDirectory, OfAnotherUserIsRefused) {
+  const FreshDirectory fresh;
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a directory away";
+  ASSERT_EQ(mkdir(fresh.path("node").c_str(), 0700), 0);
+  ASSERT_EQ(chown(fresh.path("node").c_str(), SOMEBODY, SOMEBODY), 0);
+  const orv::Status status = orv::checkPrivateDirectory(fresh.path("node"));
+  EXPECT_EQ(status.code, EPERM);
+  EXPECT_NE(status.message.find("user 12345"), std::string::npos) << status.message;
+}
+
+TEST_F(PrivateDirectory, OfRootIsAcceptedForAnybody) {
+  const FreshDirectory fresh;
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  ASSERT_EQ(chmod(fresh.path().c_str(), 0755), 0);
+  ASSERT_EQ(mkdir(fresh.path("node").c_str(), 0755), 0);
+  EXPECT_EQ(asSomebody([&] { return orv::checkPrivateDirectory(fresh.path("node")).ok() ? 0 : 1; }), 0);
+}
+
+TEST_F(PrivateDirectory, WhoMayNotMakeItIsToldSo) {
+  const FreshDirectory fresh;
+  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  ASSERT_EQ(chmod(fresh.path().c_str(), 0755), 0);
+  EXPECT_EQ(asSomebody([&] { return orv::ensurePrivateDirectory(fresh.path("node")).code == EACCES ? 0 : 1; }), 0);
+}
+
+}  // namespace

@@ -1,0 +1,193 @@
+// The program that the whole-daemon tests let the daemon run: it does what its first argument says.
+//
+// What it prints goes to the daemon's standard output, each line by a single write, so that the lines of several
+// programs stay whole.
+#include <dirent.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "AaConfig.h"
+#include "AaSysCom.h"
+#include "PlatformMessages.h"
+
+extern char **environ;
+
+namespace {
+
+using Arguments = std::vector<std::string>;
+
+void print(std::string line) {
+  line += "\n";
+  if (write(STDOUT_FILENO, line.data(), line.size()) < 0) _exit(125);
+}
+
+[[noreturn]] void stayForEver() {
+  for (;;)
+    pause();
+}
+
+std::string ownName() {
+  const char *name = std::getenv("ORV_EU_NAME");
+  return name == nullptr ? "" : name;
+}
+
+void printRunning() {
+  print("running " + std::to_string(getpid()) + " " + ownName());
+}
+
+int stay(const Arguments &) {
+  printRunning();
+  stayForEver();
+}
+
+int exitWith(const Arguments &arguments) {
+  return std::stoi(arguments.at(0));
+}
+
+int endBySignal(const Arguments &arguments) {
+  const int number = std::stoi(arguments.at(0));
+  const rlimit none = {0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+  std::signal(number, SIG_DFL);
+  std::raise(number);
+  return 126;
+}
+
+int goOnline(const Arguments &arguments) {
+  const int32_t result = AaConfigTagSetU32(arguments.at(0).c_str(), 1);
+  if (result != 0) return 1;
+  print("online " + arguments[0]);
+  stayForEver();
+}
+
+int writeTags(const Arguments &arguments) {
+  for (uint32_t value = 0;; ++value) {
+    if (AaConfigTagSetU32(arguments.at(0).c_str(), value) != 0) return 1;
+    if (AaConfigTagSetString((arguments[0] + ".text").c_str(), std::string(value % 2000, 'x').c_str()) != 0) return 1;
+    if (value == 0) print("writing " + std::to_string(getpid()));
+  }
+}
+
+int printArguments(const Arguments &arguments) {
+  for (const std::string &argument : arguments)
+    print("argument [" + argument + "]");
+  print("arguments " + std::to_string(arguments.size()));
+  return 0;
+}
+
+int printEnvironment(const Arguments &) {
+  for (char **variable = environ; *variable != nullptr; ++variable)
+    print(std::string("variable ") + *variable);
+  print("environment complete");
+  return 0;
+}
+
+int printDescriptors(const Arguments &) {
+  std::vector<std::string> names;
+  DIR *directory = opendir("/proc/self/fd");
+  if (directory == nullptr) return 1;
+  while (const dirent *entry = readdir(directory)) {
+    const std::string name = entry->d_name;
+    if (name[0] != '.' && std::stoi(name) != dirfd(directory)) names.push_back(name);
+  }
+  closedir(directory);
+  std::sort(names.begin(), names.end());
+  std::string line = "descriptors";
+  for (const std::string &name : names)
+    line += " " + name;
+  char target[256] = "";
+  if (readlink("/proc/self/fd/0", target, sizeof target - 1) < 0) return 1;
+  print(line + ", input from " + target);
+  return 0;
+}
+
+int printSignals(const Arguments &) {
+  std::ifstream file("/proc/self/status");
+  for (std::string line; std::getline(file, line);) {
+    if (!line.starts_with("SigBlk:") && !line.starts_with("SigIgn:")) continue;
+    std::replace(line.begin(), line.end(), '\t', ' ');
+    print(line);
+  }
+  return 0;
+}
+
+int ignoreTerm(const Arguments &) {
+  std::signal(SIGTERM, SIG_IGN);
+  printRunning();
+  stayForEver();
+}
+
+// Registers as a user of messages, goes online and prints each message that comes.
+int receive(const Arguments &arguments) {
+  const uint32_t cpid = AaSysComEuUserRegister(0);
+  const int descriptor = orvPlatformMessageSocket(cpid);
+  if (descriptor < 0 || AaConfigTagSetU32(arguments.at(0).c_str(), cpid) != 0) return 1;
+  for (;;) {
+    uint32_t words[1024] = {};
+    const ssize_t length = recv(descriptor, words, sizeof words, 0);
+    if (length < 0) return 1;
+    char line[128];
+    std::snprintf(line, sizeof line, "message 0x%x to 0x%x from 0x%x, payload %u of %zd bytes", words[0], words[1],
+                  words[2], words[3], length);
+    print(line);
+  }
+}
+
+// Leaves a child in its process group; with the argument "leave" it ends itself, with exit code 0.
+int forkChild(const Arguments &arguments) {
+  const pid_t child = fork();
+  if (child < 0) return 1;
+  if (child == 0) stayForEver();
+  print("child " + std::to_string(child));
+  if (!arguments.empty() && arguments[0] == "leave") return 0;
+  stayForEver();
+}
+
+struct Command {
+  std::string_view name;
+  size_t argumentCount;  // at least
+  int (*run)(const Arguments &arguments);
+};
+
+constexpr Command COMMANDS[] = {
+    {"stay", 0, stay},
+    {"exit", 1, exitWith},
+    {"signal", 1, endBySignal},
+    {"online", 1, goOnline},
+    {"write-tags", 1, writeTags},
+    {"print-args", 0, printArguments},
+    {"print-environment", 0, printEnvironment},
+    {"print-fds", 0, printDescriptors},
+    {"print-signals", 0, printSignals},
+    {"ignore-term", 0, ignoreTerm},
+    {"fork-child", 0, forkChild},
+    {"receive", 1, receive},
+};
+
+}  // namespace
+
+int main(int argc, char **argv) {
+  const std::string_view wanted = argc > 1 ? argv[1] : "";
+  const auto isWanted = [&](const Command &command) { return command.name == wanted; };
+  const auto *command = std::find_if(std::begin(COMMANDS), std::end(COMMANDS), isWanted);
+  const Arguments arguments(argv + std::min(argc, 2), argv + argc);
+  if (command == std::end(COMMANDS) || arguments.size() < command->argumentCount) {
+    std::fprintf(stderr, "test-program: no command \"%s\" with %zu arguments\n", argc > 1 ? argv[1] : "",
+                 arguments.size());
+    return 124;
+  }
+  return command->run(arguments);
+}
