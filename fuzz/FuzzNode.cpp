@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -45,7 +46,12 @@ int forgetTags() {
   require(posix_spawn(&pid, program.c_str(), &actions, nullptr, arguments, environ) == 0);
   posix_spawn_file_actions_destroy(&actions);
   int waitStatus = -1;
-  require(waitpid(pid, &waitStatus, 0) == pid);
+  // libFuzzer's alarm clock interrupts system calls.
+  pid_t ended = -1;
+  do {
+    ended = waitpid(pid, &waitStatus, 0);
+  } while (ended < 0 && errno == EINTR);
+  require(ended == pid);
   return waitStatus;
 }
 
