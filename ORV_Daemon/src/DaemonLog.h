@@ -30,7 +30,7 @@ template <class... Pieces>
 std::string logMessage(const char *function, const Pieces &...pieces) {
   std::ostringstream stream;
   stream << function << ": ";
-  (stream << ... << pieces);
+  static_cast<void>((stream << ... << pieces));
   return stream.str();
 }
 
