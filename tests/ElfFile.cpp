@@ -86,9 +86,10 @@ Record ElfFile::at(uint64_t offset) const {
 }
 
 std::string ElfFile::textIn(uint64_t offset) const {
-  const size_t end = bytes_.find('\0', offset);
+  const auto begin = static_cast<size_t>(offset);  // a file that was read into memory has no larger ones
+  const size_t end = bytes_.find('\0', begin);
   if (end == std::string::npos) throw std::runtime_error("the file is cut short");
-  return bytes_.substr(offset, end - offset);
+  return bytes_.substr(begin, end - begin);
 }
 
 uint64_t ElfFile::offsetOf(uint64_t address) const {

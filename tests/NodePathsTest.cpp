@@ -12,6 +12,7 @@
 #include <functional>
 
 #include "FreshDirectory.h"
+#include "OtherUser.h"
 
 namespace {
 
@@ -77,7 +78,7 @@ TEST_F(NodePathsDefaults, RootHasTheBoardsDirectories) {
 }
 
 TEST_F(NodePathsDefaults, SomebodyHasDirectoriesOfTheirOwn) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  if (!canActAsAnotherUser()) GTEST_SKIP() << "only root can become somebody else";
   EXPECT_EQ(asSomebody([] {
               int wrong = 0;
               unsetenv("HOME");
@@ -97,7 +98,7 @@ TEST_F(NodePathsDefaults, SomebodyHasDirectoriesOfTheirOwn) {
 }
 
 TEST_F(NodePathsDefaults, RelativeFoldersOfTheUserDoNotCount) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  if (!canActAsAnotherUser()) GTEST_SKIP() << "only root can become somebody else";
   EXPECT_EQ(asSomebody([] {
               setenv("XDG_RUNTIME_DIR", "run", 1);
               setenv("TMPDIR", "tmp", 1);
@@ -191,7 +192,7 @@ TEST_F(PrivateDirectory, WritableByTheGroupIsAccepted) {
 
 TEST_F(PrivateDirectory, OfAnotherUserIsRefused) {
   const FreshDirectory fresh;
-  if (geteuid() != 0) GTEST_SKIP() << "only root can give a directory away";
+  if (!canActAsAnotherUser()) GTEST_SKIP() << "only root can give a directory away";
   ASSERT_EQ(mkdir(fresh.path("node").c_str(), 0700), 0);
   ASSERT_EQ(chown(fresh.path("node").c_str(), SOMEBODY, SOMEBODY), 0);
   const orv::Status status = orv::checkPrivateDirectory(fresh.path("node"));
@@ -201,7 +202,7 @@ TEST_F(PrivateDirectory, OfAnotherUserIsRefused) {
 
 TEST_F(PrivateDirectory, OfRootIsAcceptedForAnybody) {
   const FreshDirectory fresh;
-  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  if (!canActAsAnotherUser()) GTEST_SKIP() << "only root can become somebody else";
   ASSERT_EQ(chmod(fresh.path().c_str(), 0755), 0);
   ASSERT_EQ(mkdir(fresh.path("node").c_str(), 0755), 0);
   EXPECT_EQ(asSomebody([&] { return orv::checkPrivateDirectory(fresh.path("node")).ok() ? 0 : 1; }), 0);
@@ -209,7 +210,7 @@ TEST_F(PrivateDirectory, OfRootIsAcceptedForAnybody) {
 
 TEST_F(PrivateDirectory, WhoMayNotMakeItIsToldSo) {
   const FreshDirectory fresh;
-  if (geteuid() != 0) GTEST_SKIP() << "only root can become somebody else";
+  if (!canActAsAnotherUser()) GTEST_SKIP() << "only root can become somebody else";
   ASSERT_EQ(chmod(fresh.path().c_str(), 0755), 0);
   EXPECT_EQ(asSomebody([&] { return orv::ensurePrivateDirectory(fresh.path("node")).code == EACCES ? 0 : 1; }), 0);
 }
