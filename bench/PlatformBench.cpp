@@ -3,11 +3,9 @@
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
 
-#include <filesystem>
-#include <string>
-
 #include "AaConfig.h"
 #include "AaStartup.h"
+#include "FreshDirectory.h"
 
 namespace {
 
@@ -47,13 +45,11 @@ BENCHMARK(BM_AaConfigRadGetValue);
 int main(int argc, char **argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  std::string directory = (std::filesystem::temp_directory_path() / "orv-bench-XXXXXX").string();
-  if (mkdtemp(directory.data()) == nullptr) return 1;
-  setenv("ORV_NODE_DIR", (directory + "/node").c_str(), 1);
-  setenv("ORV_STATE_DIR", (directory + "/state").c_str(), 1);
+  const FreshDirectory directory;
+  setenv("ORV_NODE_DIR", directory.path("node").c_str(), 1);
+  setenv("ORV_STATE_DIR", directory.path("state").c_str(), 1);
   unsetenv("ORV_CONFIG");
   const bool ready = AaStartupEarlyStartup() == 0;
   if (ready) benchmark::RunSpecifiedBenchmarks();
-  std::filesystem::remove_all(directory);
   return ready ? 0 : 1;
 }

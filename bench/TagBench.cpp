@@ -2,12 +2,11 @@
 // directory, with as many tags as a large node has, and in the steady state of the event ring (each new event pushes an
 // old one out).
 #include <benchmark/benchmark.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 
+#include "FreshDirectory.h"
 #include "NodeStore.h"
 
 namespace {
@@ -89,16 +88,14 @@ bool fill(NodeStore &store) {
 int main(int argc, char **argv) {
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 2;
-  std::string directory = (std::filesystem::temp_directory_path() / "orv-bench-XXXXXX").string();
-  if (mkdtemp(directory.data()) == nullptr) return 1;
+  const FreshDirectory directory;
   bool ready = false;
   {
     std::unique_ptr<NodeStore> store;
-    ready = NodeStore::open(directory, NodeStore::Access::CREATE, store).ok() && fill(*store);
+    ready = NodeStore::open(directory.path(), NodeStore::Access::CREATE, store).ok() && fill(*store);
     gStore = store.get();
     if (ready) benchmark::RunSpecifiedBenchmarks();
     gStore = nullptr;
   }
-  std::filesystem::remove_all(directory);
   return ready ? 0 : 1;
 }

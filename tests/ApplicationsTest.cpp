@@ -16,7 +16,6 @@
 #include "NodeFixture.h"
 
 using orvtest::Lines;
-using orvtest::TemporaryDirectory;
 
 namespace {
 
@@ -41,7 +40,7 @@ class ParseAppExeDefFile : public orvtest::NodeTest {
     ASSERT_EQ(AaConfigTagReadFile(file.c_str()), 0);
   }
 
-  TemporaryDirectory directory_;
+  FreshDirectory directory_;
   std::unique_ptr<AppExeDefTable> table_ = std::make_unique<AppExeDefTable>();
 };
 

@@ -128,6 +128,8 @@ TEST_F(DaemonCrash, SecondDaemonOnTheNodeFailsAndDisturbsNothing) {
   node.define({"app;" + node.program() + ";stay;0;0;"});
   const auto first = node.startedDaemon({"-c", "mine=1"});
   const pid_t program = pidIn(first->waitForOutputLineWith("running "));
+  // The sentinel's line may be the last of the start, behind the one that says it complete.
+  first->waitForErrorLineWith("exeRun: executable ");
   const size_t linesBefore = first->errorLines().size();
   const auto second = node.daemon({"-c", "mine=2,other=2"});
   const int waitStatus = second->waitForExit();

@@ -29,8 +29,11 @@ class FreshDirectory {
   std::string path(const std::string &name) const {
     return path_ + "/" + name;
   }
-  void write(const std::string &name, const std::string &text) const {
-    std::ofstream(path(name), std::ios::binary) << text;
+  // Writes a file and returns its path.
+  std::string write(const std::string &name, const std::string &text) const {
+    const std::string file = path(name);
+    std::ofstream(file, std::ios::binary) << text;
+    return file;
   }
   std::string read(const std::string &name) const {
     std::ostringstream text;

@@ -10,6 +10,8 @@
 #include <fstream>
 #include <string>
 
+#include "FreshDirectory.h"
+
 namespace {
 
 using orv::PlatformConfig;
@@ -53,20 +55,10 @@ std::string tagRefusal(const std::string &element) {
 
 class PlatformConfigFile : public testing::Test {
  protected:
-  void SetUp() override {
-    char name[] = "/tmp/PlatformConfigTest.XXXXXX";
-    ASSERT_NE(mkdtemp(name), nullptr);
-    directory_ = name;
-  }
-  void TearDown() override {
-    std::filesystem::remove_all(directory_);
-  }
   std::string write(const std::string &text) const {
-    const std::string path = directory_ + "/platform.xml";
-    std::ofstream(path) << text;
-    return path;
+    return directory_.write("platform.xml", text);
   }
-  std::string directory_;
+  FreshDirectory directory_;
 };
 
 }  // namespace
@@ -358,18 +350,19 @@ TEST_F(PlatformConfigFile, MistakeIsReportedWithTheNameOfTheFile) {
 
 TEST_F(PlatformConfigFile, MissingFileIsReported) {
   PlatformConfig config;
-  const Status status = orv::readPlatformConfig(directory_ + "/none.xml", config);
+  const Status status = orv::readPlatformConfig(directory_.path("none.xml"), config);
   EXPECT_EQ(status.code, ENOENT);
-  EXPECT_EQ(status.message, "cannot read configuration file " + directory_ + "/none.xml: No such file or directory");
+  EXPECT_EQ(status.message,
+            "cannot read configuration file " + directory_.path("none.xml") + ": No such file or directory");
 }
 
 TEST_F(PlatformConfigFile, WhatIsNoRegularFileIsRefusedWithoutWaiting) {
-  const std::string fifo = directory_ + "/fifo";
+  const std::string fifo = directory_.path("fifo");
   ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
   PlatformConfig config;
   EXPECT_EQ(orv::readPlatformConfig(fifo, config).code, EINVAL);
   EXPECT_EQ(orv::readPlatformConfig("/dev/zero", config).code, EINVAL);
-  EXPECT_EQ(orv::readPlatformConfig(directory_, config).code, EISDIR);
+  EXPECT_EQ(orv::readPlatformConfig(directory_.path(), config).code, EISDIR);
 }
 
 TEST_F(PlatformConfigFile, LengthIsLimitedToOneMebibyte) {

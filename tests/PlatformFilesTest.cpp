@@ -23,7 +23,6 @@
 namespace {
 
 using orvtest::PlatformNode;
-using orvtest::TemporaryDirectory;
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
@@ -39,7 +38,7 @@ class File : public testing::Test {
     EXPECT_EQ(AaFileOpen(path.c_str(), mode), nullptr) << path << " " << mode;
     EXPECT_GE(PlatformNode::countEvents(orvtest::LOG_EVENT, orvtest::WARNING, "cannot open " + path + ": "), 1u);
   }
-  TemporaryDirectory files_;
+  FreshDirectory files_;
 };
 
 // The descriptor of this process that is open at `path`, -1 where there is none.

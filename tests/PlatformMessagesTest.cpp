@@ -29,7 +29,6 @@ using orv::MessageHeader;
 using orvtest::MESSAGE_SENT_EVENT;
 using orvtest::MESSAGE_UNDELIVERED_EVENT;
 using orvtest::PlatformNode;
-using orvtest::TemporaryDirectory;
 
 constexpr uint16_t OWN_NID = 0x1011;
 constexpr uint32_t LOCAL = 0x0FF00000;
@@ -382,7 +381,7 @@ TEST_F(Messages, NullIsRefused) {
 
 TEST_F(Messages, WorkInANodeDirectoryLongerThanASocketAddress) {
   const std::string shortDirectory = PlatformNode::nodeDirectory();
-  const TemporaryDirectory files;
+  const FreshDirectory files;
   const std::string directory = files.path() + "/" + std::string(200, 'd');
   ASSERT_EQ(mkdir(directory.c_str(), 0750), 0);
   ASSERT_EQ(setenv("ORV_NODE_DIR", directory.c_str(), 1), 0);

@@ -20,37 +20,9 @@
 #include <vector>
 
 #include "AaStartup.h"
+#include "FreshDirectory.h"
 
 namespace orvtest {
-
-// A fresh directory, removed with all that is in it.
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string name = (std::filesystem::temp_directory_path() / "orv-test.XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) std::abort();
-    path_ = name;
-  }
-  ~TemporaryDirectory() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-  }
-  TemporaryDirectory(const TemporaryDirectory &) = delete;
-  TemporaryDirectory &operator=(const TemporaryDirectory &) = delete;
-  const std::string &path() const {
-    return path_;
-  }
-
-  // Writes a file and returns its path.
-  std::string write(const std::string &name, const std::string &content) const {
-    const std::string file = path_ + "/" + name;
-    std::ofstream(file, std::ios::binary) << content;
-    return file;
-  }
-
- private:
-  std::string path_;
-};
 
 struct NodeEvent {
   uint64_t monotonicNs = 0;
@@ -90,7 +62,7 @@ class PlatformNode : public testing::Environment {
   void SetUp() override {
     // Tests that are repeated set their environment up again.
     if (!nodeDirectory().empty()) return;
-    static const TemporaryDirectory directory;
+    static const FreshDirectory directory;
     nodeDirectory() = directory.path() + "/node";
     std::filesystem::create_directory(nodeDirectory());
     std::filesystem::permissions(nodeDirectory(), std::filesystem::perms(0750));

@@ -15,7 +15,6 @@
 namespace {
 
 using orvtest::PlatformNode;
-using orvtest::TemporaryDirectory;
 
 [[maybe_unused]] const testing::Environment *gNode = testing::AddGlobalTestEnvironment(new PlatformNode);
 
@@ -143,7 +142,7 @@ TEST(Rad, UnsetParameterIsZero) {
 }
 
 TEST(ConfigurationFile, SetsTagsRadParametersAndBoardSettings) {
-  const TemporaryDirectory files;
+  const FreshDirectory files;
   const std::string path = files.write(
       "node.xml",
       "<orv><tags><tag name=\"file.text\">a &amp; b</tag><tag name=\"file.number\" type=\"u16\" value=\"1\"/></tags>"
@@ -157,7 +156,7 @@ TEST(ConfigurationFile, SetsTagsRadParametersAndBoardSettings) {
 }
 
 TEST(ConfigurationFile, WithAMistakeSetsNothingAndIsReportedAtOnce) {
-  const TemporaryDirectory files;
+  const FreshDirectory files;
   const std::string path = files.write("node.xml",
                                        "<orv>\n  <tags><tag name=\"mistake.before\">x</tag></tags>\n"
                                        "  <tags><tag name=\"mistake.after\" type=\"u16\">65536</tag></tags>\n</orv>\n");
@@ -171,7 +170,7 @@ TEST(ConfigurationFile, WithAMistakeSetsNothingAndIsReportedAtOnce) {
 }
 
 TEST(ConfigurationFile, MissingOneIsReportedWithItsName) {
-  const TemporaryDirectory files;
+  const FreshDirectory files;
   const std::string path = files.path() + "/none.xml";
   testing::internal::CaptureStderr();
   EXPECT_EQ(AaConfigTagReadFile(path.c_str()), ENOENT);
@@ -180,7 +179,7 @@ TEST(ConfigurationFile, MissingOneIsReportedWithItsName) {
 }
 
 TEST(ConfigurationFile, LimitsTheEvents) {
-  const TemporaryDirectory files;
+  const FreshDirectory files;
   EXPECT_EQ(AaConfigTagReadFile(files.write("node.xml", "<orv><events limit=\"100\"/></orv>").c_str()), 0);
   for (int number = 0; number < 150; ++number) {
     EXPECT_EQ(AaConfigTagSetU32("limit.tag", 1), 0);

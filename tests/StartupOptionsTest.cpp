@@ -11,7 +11,6 @@
 #include "NodeFixture.h"
 
 using orvtest::Lines;
-using orvtest::TemporaryDirectory;
 
 namespace {
 
@@ -286,7 +285,7 @@ TEST_F(ParseStartupOptions, MasterGwPortIsReadAsASignedNumber) {
 }
 
 TEST_F(ParseStartupOptions, ConfigFileIsRead) {
-  const TemporaryDirectory directory;
+  const FreshDirectory directory;
   const std::string file =
       directory.write("early.xml", "<orv><tags><tag name=\"early\" type=\"u16\">7</tag></tags></orv>");
   EXPECT_EQ(parse("configfile=" + file), "XML CE configure from " + file + "\n" + END_LINE);
@@ -294,7 +293,7 @@ TEST_F(ParseStartupOptions, ConfigFileIsRead) {
 }
 
 TEST_F(ParseStartupOptions, ConfigFileThatCannotBeReadDoesNotStopTheList) {
-  const TemporaryDirectory directory;
+  const FreshDirectory directory;
   const std::string file = directory.path() + "/absent.xml";
   const std::string printed = parse("configfile=" + file + ",nid=1");
   // In between the platform says what is wrong.

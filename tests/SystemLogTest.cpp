@@ -18,6 +18,7 @@
 #include "AaPro.h"
 #include "AaStartup.h"
 #include "AaSysLog.h"
+#include "FreshDirectory.h"
 
 namespace {
 
@@ -70,11 +71,9 @@ class SystemLog : public testing::Test {
       // A kernel or a container may forbid namespaces; there is no other way to put a journal's socket in place.
       if (!enterMountNamespace()) GTEST_SKIP() << "no mount namespace: " << std::strerror(errno);
       gInNamespace = true;
-      char directory[] = "/tmp/orv-log-XXXXXX";
-      ASSERT_NE(mkdtemp(directory), nullptr);
-      ASSERT_EQ(mount("tmpfs", directory, "tmpfs", 0, nullptr), 0);
-      setenv("ORV_NODE_DIR", (std::string(directory) + "/node").c_str(), 1);
-      setenv("ORV_STATE_DIR", (std::string(directory) + "/state").c_str(), 1);
+      static const FreshDirectory directory;
+      setenv("ORV_NODE_DIR", directory.path("node").c_str(), 1);
+      setenv("ORV_STATE_DIR", directory.path("state").c_str(), 1);
       ASSERT_EQ(AaStartupEarlyStartup(), 0);
     }
     ASSERT_EQ(mount("tmpfs", "/run", "tmpfs", 0, nullptr), 0);

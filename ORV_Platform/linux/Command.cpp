@@ -110,7 +110,7 @@ Status launch(const Program &program, pid_t &pid) {
   arguments.insert(arguments.begin(), program.path);
   std::vector<std::string> environment = programEnvironment(program.euName);
   const std::string file = lookUp(program.path);
-  const JournalStream journal(program.euName);
+  const Descriptor journal = openJournalStream(program.euName);
 
   std::vector<char *> argumentPointers = pointers(arguments);
   std::vector<char *> environmentPointers = pointers(environment);
@@ -118,7 +118,7 @@ Status launch(const Program &program, pid_t &pid) {
   request.file = file.c_str();
   request.arguments = argumentPointers.data();
   request.environment = environmentPointers.data();
-  request.outputDescriptor = journal.descriptor();
+  request.outputDescriptor = journal.get();
   const int error = spawnProgram(request, pid);
   if (error == 0) return Status::success();
   return Status::failure(error == EIO ? -EIO : error,

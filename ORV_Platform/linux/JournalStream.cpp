@@ -5,7 +5,6 @@
 #include <systemd/sd-journal.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cinttypes>
 #include <cstdio>
 #include <cstdlib>
@@ -27,13 +26,9 @@ bool standardErrorIsJournal() {
 
 }  // namespace
 
-JournalStream::JournalStream(const std::string &identifier) {
+Descriptor openJournalStream(const std::string &identifier) {
   // A journal that does not answer is no reason not to start the program: its output goes where the daemon's goes.
-  if (standardErrorIsJournal()) descriptor_ = std::max(-1, sd_journal_stream_fd(identifier.c_str(), LOG_INFO, 0));
-}
-
-JournalStream::~JournalStream() {
-  if (descriptor_ >= 0) close(descriptor_);
+  return Descriptor(standardErrorIsJournal() ? sd_journal_stream_fd(identifier.c_str(), LOG_INFO, 0) : -1);
 }
 
 }  // namespace orv

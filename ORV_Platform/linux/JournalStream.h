@@ -4,24 +4,13 @@
 
 #include <string>
 
+#include "Descriptor.h"
+
 namespace orv {
 
 // Where this process's own standard error goes to the journal (as systemd says by JOURNAL_STREAM), a stream into it
-// under `identifier`, open for as long as the object lives.
-class JournalStream {
- public:
-  explicit JournalStream(const std::string &identifier);
-  ~JournalStream();
-  JournalStream(const JournalStream &) = delete;
-  JournalStream &operator=(const JournalStream &) = delete;
-  // The stream's descriptor, -1 where there is none.
-  int descriptor() const {
-    return descriptor_;
-  }
-
- private:
-  int descriptor_ = -1;
-};
+// under `identifier`; elsewhere nothing (-1).
+Descriptor openJournalStream(const std::string &identifier);
 
 }  // namespace orv
 

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "Descriptor.h"
 #include "NodePaths.h"
 
 namespace orv {
@@ -25,23 +26,6 @@ constexpr uint64_t NS_PER_S = 1'000'000'000;
 Status systemFailure(int error, const std::string &what) {
   return Status::failure(error, what + ": " + std::generic_category().message(error));
 }
-
-// A descriptor that is closed at the end of its scope.
-class Descriptor {
- public:
-  explicit Descriptor(int value) : value_(value) {}
-  ~Descriptor() {
-    if (value_ >= 0) close(value_);
-  }
-  Descriptor(const Descriptor &) = delete;
-  Descriptor &operator=(const Descriptor &) = delete;
-  int get() const {
-    return value_;
-  }
-
- private:
-  int value_;
-};
 
 // Reads up to `limit` bytes; returns 0 or the errno.
 int readUpTo(int descriptor, size_t limit, std::string &text) {

@@ -12,6 +12,8 @@
 #include <csignal>
 #include <cstddef>
 
+#include "Descriptor.h"
+
 #if defined(__SANITIZE_THREAD__)
 // ThreadSanitizer takes every clone for a fork and marks this process as the child of one; the C library's other name
 // for the function passes it by.
@@ -106,9 +108,9 @@ ORV_UNINSTRUMENTED int runChild(void *argument) {
 }  // namespace
 
 int spawnProgram(const SpawnRequest &request, pid_t &pid) {
-  const int nullDescriptor = open("/dev/null", O_RDWR | O_CLOEXEC);
-  if (nullDescriptor < 0) return errno;
-  ChildStart start{&request, getpid(), nullDescriptor, 0};
+  const Descriptor nullDevice(open("/dev/null", O_RDWR | O_CLOEXEC));
+  if (nullDevice.get() < 0) return errno;
+  ChildStart start{&request, getpid(), nullDevice.get(), 0};
 
   // A handler of this process must not run in the child, on this process's memory.
   sigset_t all;
@@ -121,7 +123,6 @@ int spawnProgram(const SpawnRequest &request, pid_t &pid) {
   const pid_t child = ORV_CLONE(runChild, stack + CHILD_STACK_BYTES, CLONE_VM | CLONE_VFORK | SIGCHLD, &start);
   int error = child < 0 ? errno : start.error;
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-  close(nullDescriptor);
 
   if (child >= 0 && error != 0) {
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) {

@@ -14,6 +14,7 @@
 #include <system_error>
 #include <vector>
 
+#include "Descriptor.h"
 #include "NodePaths.h"
 
 namespace orv {
@@ -38,28 +39,6 @@ Status systemFailure(int error, const std::string &what) {
 int openSocket() {
   return socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
 }
-
-// A descriptor that is closed at the end of its scope.
-class Descriptor {
- public:
-  explicit Descriptor(int value) : value_(value) {}
-  ~Descriptor() {
-    if (value_ >= 0) close(value_);
-  }
-  Descriptor(const Descriptor &) = delete;
-  Descriptor &operator=(const Descriptor &) = delete;
-  int get() const {
-    return value_;
-  }
-  int release() {
-    const int value = value_;
-    value_ = -1;
-    return value;
-  }
-
- private:
-  int value_;
-};
 
 // The address of `path`; false when it is too long for one.
 bool fillAddress(const std::string &path, sockaddr_un &address) {
