@@ -250,17 +250,28 @@ int status(const Arguments &arguments, std::string &output) {
   return EXIT_DONE;
 }
 
+// True when the node's own store tells that its daemon died. A node that cannot be looked at counts as alive, so that
+// nothing is forgiven that has not happened.
+bool daemonDied(const Arguments &arguments) {
+  const std::string directory = arguments.nodeDirectory.empty() ? nodeDirectory() : arguments.nodeDirectory;
+  Store store;
+  if (!NodeStore::open(directory, NodeStore::Access::EXISTING, store).ok()) return false;
+  const std::optional<RunInfo> run = store->run();
+  return run && run->state != RunState::DOWN && !daemonIsAlive(*run);
+}
+
 // The count alone on its line, so that a script may compare it; what else there is to know goes on a line below.
 int ungraceful(const Arguments &arguments, std::string &output) {
   const std::string directory = stateDirectoryOf(arguments);
   if (arguments.clear) {
-    const Status cleared = clearUngraceful(directory);
+    const Status cleared = clearUngraceful(directory, daemonDied(arguments));
     return cleared.ok() ? EXIT_DONE : fail(cleared);
   }
   RunRecord record;
   if (const Status found = readRunRecord(directory, record); !found.ok()) return fail(found);
   output += std::to_string(record.ungracefulCount) + "\n";
   if (record.resetsInARow != 0) output += "board resets in a row: " + std::to_string(record.resetsInARow) + "\n";
+  if (isUpInThisBoot(record) && daemonDied(arguments)) output += "the daemon died: the next start counts one more\n";
   return EXIT_DONE;
 }
 

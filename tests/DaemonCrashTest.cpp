@@ -102,6 +102,20 @@ TEST_F(DaemonCrash, TerminationBeforeArmingCountsToo) {
   expectGracefulEnd(*daemon);
 }
 
+TEST_F(DaemonCrash, ClearingForgivesADeathThatTheNextStartWouldCount) {
+  {
+    const auto daemon = node.startedDaemon({"-v"});
+    crash(*daemon, {});
+  }
+  EXPECT_EQ(node.orvctl({"ungraceful"}).output, (Lines{"0", "the daemon died: the next start counts one more"}));
+  EXPECT_EQ(node.orvctl({"ungraceful", "--clear"}).waitStatus, 0);
+  EXPECT_EQ(node.orvctl({"ungraceful"}).output, Lines{"0"});
+  const auto daemon = node.startedDaemon({"-v"});
+  EXPECT_EQ(ungracefulCount(), "0");
+  EXPECT_EQ(countLinesWith(DISABLED, daemon->errorLines()), 0U);
+  expectGracefulEnd(*daemon);
+}
+
 TEST_F(DaemonCrash, ClearedCountStartsTheApplicationsAgain) {
   {
     const auto daemon = node.startedDaemon({"-v"});
@@ -111,7 +125,6 @@ TEST_F(DaemonCrash, ClearedCountStartsTheApplicationsAgain) {
     const auto daemon = node.startedDaemon({"-v"});
     crash(*daemon, {});
   }
-  // The crash before the clearing is counted by the next start, so the operator clears while the node runs.
   {
     const auto daemon = node.startedDaemon({"-v"});
     EXPECT_EQ(ungracefulCount(), "2");

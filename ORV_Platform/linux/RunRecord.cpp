@@ -294,15 +294,21 @@ Status withdrawResetRequest(const std::string &stateDirectory) {
   });
 }
 
-Status clearUngraceful(const std::string &stateDirectory) {
+Status clearUngraceful(const std::string &stateDirectory, bool runIsOver) {
   if (isAbsent(stateDirectory)) return Status::success();
   Status found;  // not reported, as above
   return changeRecord(stateDirectory, found, [&](RunRecord &record) {
-    const bool isClear = record.ungracefulCount == 0 && record.resetsInARow == 0 && found.ok();
+    const bool forgives = runIsOver && record.up;
+    const bool isClear = record.ungracefulCount == 0 && record.resetsInARow == 0 && !forgives && found.ok();
     record.ungracefulCount = 0;
     record.resetsInARow = 0;
+    if (forgives) record.up = false;
     return !isClear;
   });
+}
+
+bool isUpInThisBoot(const RunRecord &record) {
+  return record.up && record.bootId == currentBootId();
 }
 
 }  // namespace orv

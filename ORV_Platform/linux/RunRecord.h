@@ -57,8 +57,13 @@ Status recordResetRequest(const std::string &stateDirectory, const ResetLimits &
 // The reset that recordResetRequest remembered could not be made: takes that back.
 Status withdrawResetRequest(const std::string &stateDirectory);
 
-// Sets the count of ungraceful shutdowns, and of resets in a row, to 0; the rest stays.
-Status clearUngraceful(const std::string &stateDirectory);
+// Sets the count of ungraceful shutdowns, and of resets in a row, to 0. What is known of the run that is up stays, so
+// that its death would be counted, unless `runIsOver`: then the daemon has died already, and that is forgiven as well.
+Status clearUngraceful(const std::string &stateDirectory, bool runIsOver = false);
+
+// True when `record` tells of a run in this boot of the machine that has not been shut down: when its daemon is dead,
+// the next start counts that.
+bool isUpInThisBoot(const RunRecord &record);
 
 }  // namespace orv
 
