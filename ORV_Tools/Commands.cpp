@@ -31,9 +31,13 @@ int fail(const Status &failure) {
   return failure.code == EINVAL ? EXIT_USAGE : EXIT_FAILED;
 }
 
+std::string nodeDirectoryOf(const Arguments &arguments) {
+  return arguments.nodeDirectory.empty() ? nodeDirectory() : arguments.nodeDirectory;
+}
+
 // The store of the node; null after having said why not.
 Store openNode(const Arguments &arguments) {
-  const std::string directory = arguments.nodeDirectory.empty() ? nodeDirectory() : arguments.nodeDirectory;
+  const std::string directory = nodeDirectoryOf(arguments);
   Store store;
   Status opened = checkPrivateDirectory(directory);
   if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXISTING, store);
@@ -253,9 +257,8 @@ int status(const Arguments &arguments, std::string &output) {
 // True when the node's own store tells that its daemon died. A node that cannot be looked at counts as alive, so that
 // nothing is forgiven that has not happened.
 bool daemonDied(const Arguments &arguments) {
-  const std::string directory = arguments.nodeDirectory.empty() ? nodeDirectory() : arguments.nodeDirectory;
   Store store;
-  if (!NodeStore::open(directory, NodeStore::Access::EXISTING, store).ok()) return false;
+  if (!NodeStore::open(nodeDirectoryOf(arguments), NodeStore::Access::EXISTING, store).ok()) return false;
   const std::optional<RunInfo> run = store->run();
   return run && run->state != RunState::DOWN && !daemonIsAlive(*run);
 }

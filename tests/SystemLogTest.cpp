@@ -1,7 +1,6 @@
 // The log's sinks, with the sockets of a journal and of a syslog daemon played by the test in a mount namespace of its
 // own: what arrives there is what the real ones would get from the real client libraries.
 #include <gtest/gtest.h>
-#include <sched.h>
 #include <stdlib.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
@@ -12,34 +11,17 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "AaPro.h"
 #include "AaStartup.h"
 #include "AaSysLog.h"
 #include "FreshDirectory.h"
+#include "MountNamespace.h"
 
 namespace {
 
 bool gInNamespace = false;
-
-void writeFile(const char *path, const std::string &text) {
-  std::ofstream(path) << text;
-}
-
-// Root can mount in a namespace of its own; anybody else has to become root in a user namespace first.
-bool enterMountNamespace() {
-  const uid_t uid = getuid();
-  const gid_t gid = getgid();
-  if (unshare(CLONE_NEWNS | (uid == 0 ? 0 : CLONE_NEWUSER)) != 0) return false;
-  if (uid != 0) {
-    writeFile("/proc/self/setgroups", "deny");
-    writeFile("/proc/self/uid_map", "0 " + std::to_string(uid) + " 1");
-    writeFile("/proc/self/gid_map", "0 " + std::to_string(gid) + " 1");
-  }
-  return mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
-}
 
 int listenAt(const char *path, int type) {
   std::filesystem::create_directories(std::filesystem::path(path).parent_path());
@@ -68,7 +50,7 @@ class SystemLog : public testing::Test {
   // A fresh /run for each test; the node store is the process's, and stays that of the first test.
   void SetUp() override {
     if (!gInNamespace) {
-      // A kernel or a container may forbid namespaces; there is no other way to put a journal's socket in place.
+      // Skipped where kernel, container or chroot forbids it: there is no other way to put a journal's socket in place.
       if (!enterMountNamespace()) GTEST_SKIP() << "no mount namespace: " << std::strerror(errno);
       gInNamespace = true;
       static const FreshDirectory directory;

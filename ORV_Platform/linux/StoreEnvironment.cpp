@@ -18,7 +18,7 @@
 namespace orv {
 namespace {
 
-// The same for all processes of a node, and address space only. Ten thousand events take about 3 MiB.
+// The same for all processes of a node, and address space only.
 constexpr size_t MAP_SIZE = 64UL * 1024 * 1024;
 // More than any change of ours takes, a configuration file of the largest size included.
 constexpr size_t RESERVE_SIZE = 4UL * 1024 * 1024;
