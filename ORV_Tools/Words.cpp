@@ -45,12 +45,6 @@ size_t width(const std::string &text) {
       std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<uint8_t>(byte) & 0xC0) != 0x80; }));
 }
 
-std::string launchFailureText(int32_t result) {
-  if (result == 0) return "could not be started";
-  // Below 0 for an input/output error, whose own number says something else: see AaProCmdExec.
-  return "could not be started: " + std::generic_category().message(std::abs(result));
-}
-
 }  // namespace
 
 std::string printable(std::string_view text) {
@@ -85,6 +79,16 @@ std::string endText(int32_t waitStatus) {
          (WCOREDUMP(waitStatus) ? ", core dumped" : "");
 }
 
+std::string launchFailureText(int32_t result) {
+  if (result == 0) return "could not be started";
+  // Below 0 for an input/output error, whose own number says something else: see AaProCmdExec.
+  return "could not be started: " + std::generic_category().message(std::abs(result));
+}
+
+std::string resultText(int32_t result) {
+  return std::generic_category().message(std::abs(result)) + " (" + std::to_string(result) + ")";
+}
+
 std::string euStateText(const EuRecord &record, bool daemonIsAlive) {
   switch (record.state) {
     case EuState::CREATED:
@@ -116,6 +120,25 @@ std::string durationText(uint64_t seconds) {
     text += " " + std::to_string(seconds % unit->seconds / next->seconds) + next->name;
   }
   return text;
+}
+
+std::string preciseDurationText(uint64_t milliseconds) {
+  constexpr uint64_t MS_PER_S = 1000;
+  constexpr uint64_t MS_PER_MIN = 60 * MS_PER_S;
+  constexpr uint64_t MIN_PER_H = 60;
+  if (milliseconds != 0 && milliseconds < MS_PER_S) return std::to_string(milliseconds) + " ms";
+  const uint64_t minutes = milliseconds / MS_PER_MIN;
+  std::string text;
+  if (minutes >= MIN_PER_H) text += std::to_string(minutes / MIN_PER_H) + " h ";
+  if (minutes % MIN_PER_H != 0) text += std::to_string(minutes % MIN_PER_H) + " min ";
+  const uint64_t rest = milliseconds % MS_PER_MIN;
+  if (rest == 0 && !text.empty()) return text.substr(0, text.size() - 1);
+  text += std::to_string(rest / MS_PER_S);
+  if (rest % MS_PER_S != 0) {
+    text += formatted(".%03u", static_cast<unsigned>(rest % MS_PER_S));
+    text.erase(text.find_last_not_of('0') + 1);
+  }
+  return text + " s";
 }
 
 std::string timeText(uint64_t realtimeNs) {

@@ -23,11 +23,20 @@ std::string valueText(const TagValue &value);
 // "exited with 3", "killed by signal 9 (SIGKILL)".
 std::string endText(int32_t waitStatus);
 
+// "could not be started: No such file or directory". `result` is that of the command.
+std::string launchFailureText(int32_t result);
+
+// "No such file or directory (2)", for the result of a call that failed.
+std::string resultText(int32_t result);
+
 // What has become of the EU's program. A dead daemon took its EUs and programs with it, whatever they did last.
 std::string euStateText(const EuRecord &record, bool daemonIsAlive);
 
 // "58 s", "3 min 4 s", "2 h 5 min", "4 d 3 h".
 std::string durationText(uint64_t seconds);
+
+// The same, to the millisecond: "0 s", "250 ms", "1.05 s", "4 min", "1 h 2.5 s".
+std::string preciseDurationText(uint64_t milliseconds);
 
 // Local time with its distance from UTC.
 std::string timeText(uint64_t realtimeNs);

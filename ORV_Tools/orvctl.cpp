@@ -1,4 +1,5 @@
-// orvctl, the operator's tool: looks at a node and changes its tags, RAD parameters and run record.
+// orvctl, the operator's tool: looks at a node and changes its tags, RAD parameters and run record, and rehearses the
+// start-up of a node that is not there yet.
 //
 // Reads and writes the files of the node itself and needs no daemon, so that a node that has died can be looked at too.
 #include <signal.h>
@@ -10,11 +11,14 @@
 #include <cmath>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Commands.h"
+#include "Rehearsal.h"
+#include "RehearsalOptions.h"
 #include "Suggestion.h"
 
 namespace {
@@ -27,11 +31,28 @@ constexpr const char *FOOTER =
     "  1  the answer is no: not set, or not in time\n"
     "  2  the command makes no sense\n"
     "  3  the system failed: no node there, no permission, no space\n"
+    "orvctl rehearse has its own.\n"
     "\n"
     "A value that begins with - goes after --: orvctl tag set NAME -- -v\n"
     "orvctl COMMAND --help tells more of a command.";
 
-using Action = int (*)(const Arguments &arguments, std::string &output);
+using Action = std::function<int(const Arguments &arguments, std::string &output)>;
+
+constexpr const char *REHEARSE = "rehearse";
+
+// Whether the word before a command is one of the two options whose value is a word of its own.
+bool takesNextWord(const std::string &word) {
+  return word == "--node-dir" || word == "--state-dir";
+}
+
+// The first word that is no option: the command, if there is one of that name.
+std::string commandOf(const std::vector<std::string> &words) {
+  for (size_t i = 0; i < words.size(); ++i) {
+    if (!words[i].starts_with("-")) return words[i];
+    if (takesNextWord(words[i])) ++i;
+  }
+  return "";
+}
 
 // The command line: what is allowed, and what it has said.
 class CommandLine {
@@ -47,12 +68,20 @@ class CommandLine {
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
+    addRehearse();
   }
   CommandLine(const CommandLine &) = delete;
   CommandLine &operator=(const CommandLine &) = delete;
 
   CLI::App &app() {
     return app_;
+  }
+  // Throws CLI::ParseError.
+  void parse(std::vector<std::string> words) {
+    // To the parser what follows "--" would be no different from what stands before it.
+    if (commandOf(words) == REHEARSE) orv::rehearsal::takeDaemonArguments(words, rehearsal_);
+    // CLI11 takes the words from the end.
+    app_.parse(std::vector<std::string>(words.rbegin(), words.rend()));
   }
   int run(std::string &output) const {
     return action_(arguments_, output);
@@ -68,11 +97,21 @@ class CommandLine {
         ->type_name("DIR");
   }
 
-  CLI::App *addCommand(CLI::App &parent, const std::string &name, const std::string &description, Action action) {
+  CLI::App *addCommand(CLI::App &parent, const std::string &name, const std::string &description,
+                       const Action &action) {
     CLI::App *command = parent.add_subcommand(name, description);
     command->parse_complete_callback([this, action] { action_ = action; });
     addDirectories(*command);
     return command;
+  }
+
+  // No directories: it has no node.
+  void addRehearse() {
+    CLI::App *command = app_.add_subcommand(REHEARSE, "What the start-up of a node would be like, without a board");
+    command->parse_complete_callback([this] {
+      action_ = [this](const Arguments &, std::string &output) { return orv::rehearsal::rehearse(rehearsal_, output); };
+    });
+    orv::rehearsal::addOptions(*command, rehearsal_);
   }
 
   void addTagName(CLI::App &command) {
@@ -145,9 +184,11 @@ class CommandLine {
     return true;
   }
 
-  CLI::App app_{"Looks at a node and changes its tags, RAD parameters and run record.", "orvctl"};
+  CLI::App app_{"Looks at a node, changes its tags, RAD parameters and run record, and rehearses a start-up.",
+                "orvctl"};
   Arguments arguments_;
-  Action action_ = nullptr;
+  orv::rehearsal::Arguments rehearsal_;
+  Action action_;
 };
 
 std::vector<std::string> commandNames(const CLI::App &app) {
@@ -178,7 +219,7 @@ std::string commandProblem(const CLI::App &root, const std::vector<std::string> 
     if (words[i].starts_with("-")) {
       // The two options with a value are all that can stand before a command.
       if (app->get_option_no_throw(words[i].substr(0, words[i].find('='))) == nullptr) return "";
-      if (words[i] == "--node-dir" || words[i] == "--state-dir") ++i;
+      if (takesNextWord(words[i])) ++i;
       continue;
     }
     if (std::find(names.begin(), names.end(), words[i]) == names.end()) {
@@ -199,7 +240,7 @@ std::string usageProblem(const CLI::App &app, const std::vector<std::string> &wo
   if (std::string problem = commandProblem(app, words); !problem.empty()) return problem;
   std::string what = error.what();
   what = what.substr(0, what.find('\n'));
-  return what + " (see orvctl --help)";
+  return what + (commandOf(words) == REHEARSE ? " (see orvctl rehearse --help)" : " (see orvctl --help)");
 }
 
 // Returns 0 or the errno.
@@ -224,13 +265,12 @@ int runTool(int argc, char **argv) {
   CommandLine commandLine;
   const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
   try {
-    // CLI11 takes the words from the end.
-    commandLine.app().parse(std::vector<std::string>(words.rbegin(), words.rend()));
+    commandLine.parse(words);
   } catch (const CLI::CallForHelp &) {
     return finish(orv::EXIT_DONE, commandLine.app().help());
   } catch (const CLI::ParseError &error) {
     orv::complain(usageProblem(commandLine.app(), words, error));
-    return orv::EXIT_USAGE;
+    return commandOf(words) == REHEARSE ? orv::rehearsal::EXIT_BAD_USE : orv::EXIT_USAGE;
   }
   std::string output;
   const int exitCode = commandLine.run(output);

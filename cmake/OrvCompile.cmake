@@ -40,3 +40,15 @@ else()
   # The sanitizers bring checks of their own in place of these; without optimisation the compiler has no sizes to check.
   target_compile_definitions(orv_compile INTERFACE $<$<NOT:$<CONFIG:Debug>>:_FORTIFY_SOURCE=2>)
 endif()
+
+# ORV_COVERAGE      counts which lines and branches of the daemon's sources run (GCC; see docs/testing.md)
+#
+# Without exceptions each branch of the machine code is one of the source. An exception of the simulated platform still
+# passes through: the functions keep their unwind tables, and what they hold is leaked.
+option(ORV_COVERAGE "Count which lines and branches of the daemon's sources run" OFF)
+add_library(orv_coverage INTERFACE)
+if(ORV_COVERAGE)
+  target_compile_options(orv_coverage INTERFACE --coverage -fprofile-update=atomic -fno-exceptions
+                                                -fasynchronous-unwind-tables)
+  target_link_options(orv_compile INTERFACE --coverage)
+endif()

@@ -3,39 +3,17 @@
 //
 // Entry point: appStart. Runs in the internal start-up EU and blocks it; appSentinel runs once per application in its
 // own EU and shares nothing with the rest but tags, the log and boardReset.
-//
-// The file holds one application a line, at most 64; a line ends at LF or CR and holds at most 859 characters (what is
-// longer goes on as a new line, less one character). Empty lines and lines that begin with "#" are skipped. All else is
-//   name;path;args;reserved;supervisionFlags;onlineTag
-// without quoting and trimming; the tag goes to the end of the line. One pair of double quotes around the whole of
-// `args` is taken off. A field that is missing is empty or 0, and the record counts all the same. Nothing is reported.
 #ifndef ORV_DAEMON_APPLICATIONS_H
 #define ORV_DAEMON_APPLICATIONS_H
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <type_traits>
 
-constexpr unsigned MAX_APP_EXE_DEFS = 64;
-constexpr size_t MAX_APP_DEF_LINE = 859;
+#include "ApplicationDefinitions.h"
+
 constexpr uint32_t APP_ONLINE_TIMEOUT_MS = 240000;
 constexpr uint32_t READY_POLL_INTERVAL_MS = 50;
-
-// One application. All texts are NUL-terminated; longer ones are cut.
-struct AppExeDef {
-  char name[32];
-  char path[256];  // empty: passed over at the start
-  char args[256];
-  int32_t reserved;          // read and stored; nothing acts on it
-  int32_t supervisionFlags;  // bit 0: a failure raises an error; bit 1: a failure resets the board
-  char onlineTag[256];       // empty: not waited for
-};
-
-struct AppExeDefTable {
-  AppExeDef definitions[MAX_APP_EXE_DEFS];
-  unsigned count;
-};
 
 // The argument block of an application's sentinel EU, which the platform copies bytewise.
 struct AppSentinelArgs {
@@ -51,11 +29,6 @@ void appStart(uint32_t context);
 
 // Reads the file `fileName` into `table`. Returns false when it cannot be opened, which is logged.
 bool parseAppExeDefFile(const std::string &fileName, AppExeDefTable &table);
-
-// The parser behind it. `readCharacter(source, character)` stores the next character and returns true, or returns false
-// at the end.
-using ReadCharacter = bool (*)(void *source, char &character);
-void parseAppExeDefs(ReadCharacter readCharacter, void *source, AppExeDefTable &table);
 
 // Starts each application with a path, in order, and waits for it where it names an online tag: for up to
 // APP_ONLINE_TIMEOUT_MS, then the board is reset. The next application is started only after that.
