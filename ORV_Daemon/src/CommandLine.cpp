@@ -17,6 +17,15 @@ constexpr option LONG_OPTIONS[] = {
     {nullptr, 0, nullptr, 0},
 };
 
+// One that sets a variable would return 0 as well, and has nothing to be dispatched.
+constexpr bool noneSetsAVariable() {
+  for (const option &each : LONG_OPTIONS) {
+    if (each.flag != nullptr) return false;
+  }
+  return true;
+}
+static_assert(noneSetsAVariable());
+
 enum LongOption { LONG_VERBOSE = 0, LONG_STARTUP = 1, LONG_CONFIG = 2, LONG_CONFIG_SHORT = 3 };
 
 void dispatch(int value, int longIndex) {
@@ -31,7 +40,7 @@ void dispatch(int value, int longIndex) {
       usage();
       break;
     case 0:
-      if (LONG_OPTIONS[longIndex].flag == nullptr) dispatchLongOption(longIndex, optarg);
+      dispatchLongOption(longIndex, optarg);
       break;
     default:  // 'v' is accepted and has no effect; for '?' getopt_long has printed its own diagnostic
       break;

@@ -3,7 +3,6 @@
 
 #include <cstdio>
 
-#include "AaStartup.h"
 #include "BuildBanner.h"
 #include "CommandLine.h"
 #include "DaemonLog.h"
@@ -21,15 +20,6 @@ namespace {
 
 // The start-up context. It has no contents; its address is the context word that all start-up operations hand on.
 struct StartupContext {};
-
-// Early start-up: before any option is read, so that the platform never sees the command line here and systemd learns
-// of readiness before the CE exists. Always returns 1.
-int earlyStartup(uint32_t context) {
-  AaStartupEarlyStartup();  // result not examined: without a system log there is still the console
-  gEarlyStartupDone = 1;
-  systemdNotify(context);
-  return 1;
-}
 
 }  // namespace
 

@@ -13,6 +13,7 @@
 #include "Applications.h"
 #include "DaemonLog.h"
 #include "Executables.h"
+#include "NodeActions.h"
 #include "OrvDaemon.h"
 
 namespace {
@@ -69,6 +70,13 @@ int installSignalHandlers() {
 }
 
 }  // namespace
+
+int earlyStartup(uint32_t context) {
+  AaStartupEarlyStartup();  // result not examined: without a system log there is still the console
+  gEarlyStartupDone = 1;
+  systemdNotify(context);
+  return 1;
+}
 
 int fullStartup(uint32_t context) {
   logInfo("fullStartup", "CE start-up");

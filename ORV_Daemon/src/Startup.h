@@ -10,6 +10,10 @@
 
 #include <cstdint>
 
+// Early start-up: before any option is read, so that the platform never sees the command line here and systemd learns
+// of readiness before the CE exists. Always returns 1. Main thread.
+int earlyStartup(uint32_t context);
+
 // Starts the CE and the EU of the internal start-up, without waiting for it. Returns 1, or 0 when either could not be
 // started (logged); a CE that has been started is not stopped then. Main thread.
 int fullStartup(uint32_t context);
