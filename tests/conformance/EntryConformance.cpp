@@ -267,6 +267,7 @@ const OptionCase OPTION_CASES[] = {
         err: NID set to 0x0001
         err: Master NID value in RT startup 0x0000)",
      "nid=0x0001"},
+    {"LongerNameIsAnotherOption", {"--startup~=nid=1"}, "err: ORVDaemonExe: unrecognized option '--startup~=nid=1'"},
     {"HelpHasNoLongName", {"--help"}, "err: ORVDaemonExe: unrecognized option '--help'"},
     {"MissingArgumentOfShortConfigLetter", {"-v", "-c"}, "err: ORVDaemonExe: option requires an argument -- 'c'"},
     {"MissingArgumentOfShortConfigShortLetter", {"-v", "-s"}, "err: ORVDaemonExe: option requires an argument -- 's'"},

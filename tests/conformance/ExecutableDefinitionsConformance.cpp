@@ -129,8 +129,9 @@ TEST(ExecutableDefinitionsConformance, OnlyBlankBarAndHashHaveAMeaning) {
     const char character = static_cast<char>(code);
     if (character == ' ' || character == '|' || character == '#' || character == '\n') continue;
     const std::string text(2, character);
-    expectRecords(text + "x" + text + " " + text + "a" + text + "#" + text + "t" + text,
-                  {{text + "x" + text, text + "a" + text, 2, text + "t" + text}});
+    const std::string definition = text + "x" + text + " " + text + "a" + text + "#" + text + "t" + text;
+    const Record record = {text + "x" + text, text + "a" + text, 2, text + "t" + text};
+    expectRecords(definition + "|" + definition, {record, record});
   }
 }
 

@@ -51,7 +51,7 @@ std::string secondItem(unsigned number) {
 
 // Behind a port, where it is not read: no separator of items, fields or options, and no digit first.
 const std::string OTHER_CHARACTERS =
-    "x !\"$%&'()*+-./0123456789;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`abcdefghijklmnopqrstuvwxyz{|}~";
+    "x !\"$%&'()*+-./0123456789;<=>?@ABCDEFGHIJKLMNOPQRSTUVWXYZ[\\]^_`abcdefghijklmnopqrstuvwxyz{|}~x";
 
 OptionCase listCase(const std::string &name, const std::string &list, const std::string &items, unsigned count) {
   return {name, {"--startup=slavenids=" + list}, setting(list) + items + counted(count) + END};
