@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "DaemonProcess.h"
+#include "SimulationLibraries.h"
 
 namespace {
 
@@ -60,9 +61,8 @@ Lines run(const std::string &command, int &exitStatus) {
 }  // namespace
 
 TEST(RehearsalGuide, EveryCommandPrintsWhatIsShown) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "ThreadSanitizer cannot be started with the simulation's libraries";
-#endif
+  // Skipped under one sanitizer: see SimulationLibraries.h.
+  if (!CAN_LOAD_SIMULATION) GTEST_SKIP() << CANNOT_LOAD_SIMULATION;
   const std::vector<Shown> commands = commandsOf(ORV_REHEARSAL_GUIDE);
   int exitStatus = 0;
   size_t rehearsals = 0;

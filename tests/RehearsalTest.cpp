@@ -10,6 +10,7 @@
 #include "DaemonProcess.h"
 #include "FreshDirectory.h"
 #include "ScenarioFile.h"
+#include "SimulationLibraries.h"
 
 namespace {
 
@@ -47,16 +48,11 @@ bool contains(const std::string &whole, const std::string &part) {
   return squeezed(whole).find(squeezed(part)) != std::string::npos;
 }
 
-#ifdef __SANITIZE_THREAD__
-constexpr bool CAN_LOAD_SIMULATION = false;
-#else
-constexpr bool CAN_LOAD_SIMULATION = true;
-#endif
-
 class Rehearse : public testing::Test {
  protected:
   void SetUp() override {
-    if (!CAN_LOAD_SIMULATION) GTEST_SKIP() << "ThreadSanitizer cannot be started with the simulation's libraries";
+    // Skipped under one sanitizer: see SimulationLibraries.h.
+    if (!CAN_LOAD_SIMULATION) GTEST_SKIP() << CANNOT_LOAD_SIMULATION;
   }
 
   CommandResult run(const Lines &arguments, const Lines &environment = {},

@@ -9,22 +9,17 @@
 
 #include "DaemonProcess.h"
 #include "FreshDirectory.h"
+#include "SimulationLibraries.h"
 
 namespace {
 
 using Lines = std::vector<std::string>;
 
-#ifdef __SANITIZE_THREAD__
-constexpr bool CAN_LOAD_SIMULATION = false;
-#else
-constexpr bool CAN_LOAD_SIMULATION = true;
-#endif
-
 class SimulatedPlatform : public testing::Test {
  protected:
   void SetUp() override {
-    // This sanitizer's run-time calls sigaction before any library is set up, and the simulation defines it.
-    if (!CAN_LOAD_SIMULATION) GTEST_SKIP() << "ThreadSanitizer cannot be started with the simulation's libraries";
+    // Skipped under one sanitizer: see SimulationLibraries.h.
+    if (!CAN_LOAD_SIMULATION) GTEST_SKIP() << CANNOT_LOAD_SIMULATION;
   }
 
   CommandResult run(const std::string &scenario, const Lines &arguments, const Lines &environment = {}) const {

@@ -4,22 +4,17 @@
 #include <csignal>
 
 #include <cerrno>
-#include <cstring>
 
 #include "NextDefinition.h"
 #include "Operation.h"
+#include "ScenarioWords.h"
 
 using namespace orv::sim;
 
 namespace {
 
 bool isValid(int number) {
-  return number > 0 && number < 65 && number != SIGKILL && number != SIGSTOP;
-}
-
-std::string nameOf(int number) {
-  const char *name = sigabbrev_np(number);
-  return name == nullptr ? std::to_string(number) : std::string("SIG") + name;
+  return number > 0 && number <= LAST_SIGNAL && number != SIGKILL && number != SIGSTOP;
 }
 
 std::string handlerText(void (*handler)(int)) {
@@ -28,7 +23,7 @@ std::string handlerText(void (*handler)(int)) {
 }
 
 bool isEmpty(const sigset_t &mask) {
-  for (int number = 1; number < 65; ++number) {
+  for (int number = 1; number <= LAST_SIGNAL; ++number) {
     if (sigismember(&mask, number) == 1) return false;
   }
   return true;
@@ -56,7 +51,7 @@ int sigaction(int number, const struct sigaction *action, struct sigaction *prev
   if (previous != nullptr) *previous = current;
   if (action == nullptr) return 0;
   current = *action;
-  simulation.record("sigaction(" + nameOf(number) + ", " + handlerText(action->sa_handler) + ", mask " +
+  simulation.record("sigaction(" + signalName(number) + ", " + handlerText(action->sa_handler) + ", mask " +
                     (isEmpty(action->sa_mask) ? "empty" : "not empty") + ", flags " + flagsText(action->sa_flags) +
                     ") = 0");
   return 0;
@@ -73,7 +68,7 @@ __sighandler_t signal(int number, __sighandler_t handler) noexcept {
   const __sighandler_t previous = current.sa_handler;
   current = {};
   current.sa_handler = handler;
-  simulation.record("signal(" + nameOf(number) + ", " + handlerText(handler) + ")");
+  simulation.record("signal(" + signalName(number) + ", " + handlerText(handler) + ")");
   return previous;
 }
 

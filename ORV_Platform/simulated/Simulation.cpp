@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "ScenarioWords.h"
 #include "StartupRecord.h"
 
 namespace orv::sim {
@@ -14,13 +15,6 @@ namespace {
 
 // The exit status of a process whose simulation has nothing more to show.
 constexpr int NOTHING_MORE = 3;
-
-constexpr int SIGNAL_COUNT = 65;
-
-std::string signalName(int number) {
-  const char *name = sigabbrev_np(number);
-  return name == nullptr ? "signal " + std::to_string(number) : std::string("SIG") + name;
-}
 
 bool isIgnoredByDefault(int number) {
   return number == SIGCHLD || number == SIGCONT || number == SIGURG || number == SIGWINCH || number == SIGSTOP ||
@@ -57,6 +51,11 @@ std::string endText(const Outcome &outcome) {
 
 }  // namespace
 
+std::string signalName(int number) {
+  const std::string name = signalText(number);
+  return name.empty() ? "signal " + std::to_string(number) : name;
+}
+
 std::string tagText(const TagValue &value) {
   switch (value.type) {
     case TagType::STRING:
@@ -86,7 +85,7 @@ void Simulation::begin(const Scenario &scenario, bool passConsoleOn) {
   tags_.clear();
   for (const auto &[name, value] : scenario.tags)
     tags_[name] = value;
-  signalActions_.assign(SIGNAL_COUNT, {});
+  signalActions_.assign(LAST_SIGNAL + 1, {});
   linesSeen_.assign(scenario.signals.size(), 0);
   pendingSignals_.clear();
   handling_ = false;

@@ -62,7 +62,8 @@ struct SentMessage {
   uint32_t sender = 0;
 };
 
-// A tag's value, for the trace.
+// "SIGTERM", or "signal 40" where it has no name; and a tag's value: both for the trace.
+std::string signalName(int number);
 std::string tagText(const TagValue &value);
 
 class Simulation {
@@ -75,6 +76,7 @@ class Simulation {
 
   // Begins a boot whose end ends the process. `onEnd` is called before that, and when the process exits by itself.
   void beginProcess(const Scenario &scenario, bool passConsoleOn, std::function<void(const Outcome &)> onEnd);
+
   // A boot is under way; else the platform's functions have no node. Needs no instance: the C library's functions that
   // are defined here may be called before anything of the process is set up.
   static bool running() {
