@@ -94,6 +94,10 @@ enum class EventKind : uint8_t {
   MESSAGE_SENT = 12,
   MESSAGE_UNDELIVERED = 13,
   RESET_REQUESTED = 14,
+  LAST_WORDS = 15,     // one of the last lines that a program wrote before it failed; follows PROGRAM_ENDED
+  PROGRAM_READY = 16,  // a program said READY=1
+  GATEWAY = 17,        // a connection of the gateway: made, lost, refused
+  RESET_HELD = 18,     // a reset was asked for and is held off
 };
 
 // One thing that happened. Sequence numbers have no gaps and outlive a run of the node, within one boot of the machine.
