@@ -4,18 +4,20 @@
 
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <exception>
 #include <string>
 
+#include "BoardSettings.h"
 #include "Command.h"
 #include "ExecutionUnits.h"
+#include "FlightRecorder.h"
 #include "NodePaths.h"
 #include "Platform.h"
 #include "PlatformConfig.h"
-#include "PlatformReset.h"
 #include "RunRecord.h"
+#include "ServiceManager.h"
+#include "StartupStage.h"
 #include "SysComUsers.h"
 
 extern "C" {
@@ -45,23 +47,6 @@ std::atomic<uint32_t> gUngracefulCount{0};
 
 void complainUnlessOk(uint32_t severity, const Status &status) {
   if (!status.ok()) platformComplain(severity, status.message);
-}
-
-uint64_t realtimeNs() {
-  using namespace std::chrono;
-  return static_cast<uint64_t>(duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count());
-}
-
-uint32_t settingOr(const NodeStore &store, const char *tagName, uint32_t fallback) {
-  const std::optional<Tag> tag = store.tag(tagName);
-  return tag && tag->value.type != TagType::STRING ? tag->value.number : fallback;
-}
-
-ResetLimits resetLimits(const NodeStore &store) {
-  ResetLimits limits;
-  limits.resetBudget = settingOr(store, BOARD_RESET_BUDGET_TAG, limits.resetBudget);
-  limits.resetWindowS = settingOr(store, BOARD_RESET_WINDOW_TAG, limits.resetWindowS);
-  return limits;
 }
 
 void appendEvent(NodeStore &store, EventKind kind, const std::string &text) {
@@ -114,7 +99,7 @@ Status ceStartup() {
   RunRecord record;
   const ResetLimits limits = resetLimits(*store);
   // Without a state directory the node runs all the same; it only cannot know how its last run ended.
-  complainUnlessOk(SEVERITY_ERROR, recordStart(stateDirectory(), limits, record));
+  complainUnlessOk(SEVERITY_ERROR, recordRunStart(*store, limits, record));
   gUngracefulCount = record.ungracefulCount;
   reportRunRecord(record, limits);
 
@@ -125,15 +110,18 @@ Status ceStartup() {
   run.ceName = ceName == nullptr ? "" : ceName;
   Status status = store->updateRun(run);
   if (!status.ok()) return status;
+  beginStartup();
   appendEvent(*store, EventKind::CE_STARTED, "node id " + std::to_string(run.nid));
   return Status::success();
 }
 
 Status ceShutdown() {
   joinEus();
+  endStartup();
+  stopFeeding();
   NodeStore *store = nodeStore();
   const uint32_t graceMs =
-      store == nullptr ? DEFAULT_GRACE_TIME_MS : settingOr(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
+      store == nullptr ? DEFAULT_GRACE_TIME_MS : numberSetting(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
   Status ended = endPrograms(graceMs);
   complainUnlessOk(SEVERITY_ERROR, ended);
   if (store == nullptr) return ended;
@@ -144,6 +132,9 @@ Status ceShutdown() {
   clearMessageSockets(nodeDirectory());
   Status recorded = recordGracefulShutdown(stateDirectory());
   complainUnlessOk(SEVERITY_ERROR, recorded);
+  // A state directory that cannot be written has been reported with the run record.
+  const Status stopped = recordRunStop();
+  if (recorded.ok()) complainUnlessOk(SEVERITY_ERROR, stopped);
   return ended.ok() ? recorded : ended;
 }
 
@@ -157,10 +148,6 @@ int32_t asResult(Operation operation) {
   } catch (const std::exception &) {
     return ENOMEM;
   }
-}
-
-void recordReset(const std::string &text) {
-  if (NodeStore *store = nodeStore()) appendEvent(*store, EventKind::RESET_REQUESTED, text);
 }
 
 }  // namespace
@@ -184,29 +171,4 @@ extern "C" int32_t AaStartupCeShutdown(void) {
 
 extern "C" uint32_t AaStartupCeUngracefulShutdownCount(uint32_t) {
   return orv::gUngracefulCount;
-}
-
-extern "C" void orvPlatformResetRefused(const char *reason) {
-  orv::asResult([=] {
-    orv::recordReset(reason);
-    orv::platformLog(orv::SEVERITY_WARNING, reason);
-    return orv::Status::success();
-  });
-}
-
-extern "C" void orvPlatformResetBegins(const char *means) {
-  orv::asResult([=] {
-    orv::recordReset(means);
-    const orv::NodeStore *store = orv::nodeStore();
-    const orv::ResetLimits limits = store == nullptr ? orv::ResetLimits{} : orv::resetLimits(*store);
-    return orv::recordResetRequest(orv::stateDirectory(), limits);
-  });
-}
-
-extern "C" void orvPlatformResetFailed(const char *reason) {
-  orv::asResult([=] {
-    orv::recordReset(reason);
-    orv::platformLog(orv::SEVERITY_ERROR, reason);
-    return orv::withdrawResetRequest(orv::stateDirectory());
-  });
 }

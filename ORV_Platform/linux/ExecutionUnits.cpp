@@ -11,6 +11,8 @@
 #include <vector>
 
 #include "Platform.h"
+#include "ServiceManager.h"
+#include "StartupStage.h"
 
 namespace orv {
 namespace {
@@ -25,6 +27,7 @@ struct ExecutionUnit {
   EuRecord record;
   AaProEuEntry entry = nullptr;
   std::unique_ptr<std::byte[]> argument;
+  bool isStartup = false;  // see StartupStage.h
 };
 
 thread_local ExecutionUnit *gCurrentUnit = nullptr;
@@ -42,6 +45,10 @@ JoinableThreads &joinableThreads() {
   return *threads;
 }
 
+void reportUnlessOk(const Status &status) {
+  if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
+}
+
 void storeRecord(const EuRecord &record, EventKind kind, const std::string &text) {
   NodeStore *store = nodeStore();
   if (store == nullptr) return;
@@ -49,15 +56,19 @@ void storeRecord(const EuRecord &record, EventKind kind, const std::string &text
   event.kind = kind;
   event.euId = record.id;
   event.text = text;
-  const Status status = store->putEu(record, &event);
-  if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
+  reportUnlessOk(store->putEu(record, &event));
 }
 
 void *runUnit(void *argument) {
   std::unique_ptr<ExecutionUnit> unit(static_cast<ExecutionUnit *>(argument));
   gCurrentUnit = unit.get();
   pthread_setname_np(pthread_self(), unit->record.name.substr(0, KERNEL_NAME_LENGTH).c_str());
+  if (unit->isStartup) enterStartupEu();
   void *result = unit->entry(unit->argument.get());
+  if (unit->isStartup) {
+    leaveStartupEu();
+    stopFeeding();
+  }
   unit->record.finished = true;
   storeRecord(unit->record, EventKind::EU_FINISHED, unit->record.name);
   gCurrentUnit = nullptr;
@@ -101,12 +112,17 @@ int32_t createEu(const EuRequest &request, uint32_t &id) {
   // Written before the EU runs, so that its own records come after it.
   storeRecord(unit->record, EventKind::EU_CREATED, request.name);
 
+  unit->isStartup = isStartupToBe(request.joinable);
+  if (unit->isStartup) reportUnlessOk(startFeeding());
+  noteEuCreated(request.name, {static_cast<const char *>(request.argument), request.argumentBytes});
+
   const ThreadAttributes attributes(request.stackBytes, request.joinable);
   JoinableThreads &joinable = joinableThreads();
   const std::lock_guard lock(joinable.mutex);
   pthread_t thread;
   const int error = pthread_create(&thread, attributes.get(), runUnit, unit.get());
   if (error != 0) {
+    if (unit->isStartup) stopFeeding();
     unit->record.finished = true;
     unit->record.state = EuState::LAUNCH_FAILED;
     unit->record.result = error;
