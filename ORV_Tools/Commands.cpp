@@ -185,7 +185,7 @@ int tagList(const Arguments &arguments, std::string &output) {
   if (!store) return EXIT_FAILED;
   Rows rows = {{"NAME", "TYPE", "SET BY", "VALUE"}};
   for (const Tag &tag : store->tags()) {
-    rows.push_back({printable(tag.name), typeText(tag.value.type), "pid " + std::to_string(tag.setterPid),
+    rows.push_back({printable(tag.name), typeText(tag.value.type), "pid " + std::to_string(tag.setter.pid),
                     printable(valueText(tag.value))});
   }
   output += tableText(rows);

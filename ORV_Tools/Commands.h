@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "ResetHold.h"
+
 namespace orv {
 
 constexpr int EXIT_DONE = 0;
@@ -31,6 +33,9 @@ struct Arguments {
   uint32_t radNumber = 0;
   uint32_t radValue = 0;
   bool clear = false;
+  bool json = false;
+  uint32_t resetHoldMin = DEFAULT_RESET_HOLD_MIN;
+  bool resetHoldOff = false;
 };
 
 int tagSet(const Arguments &arguments, std::string &output);

@@ -122,7 +122,7 @@ TEST_F(NodeStoreProcesses, SeeEachOthersTags) {
   Child other([&] { return existing()->setTag("from.child", u32(1)).ok() ? 0 : 1; });
   ASSERT_EQ(other.waitForEnd(), 0);
   EXPECT_TRUE(store->tagIsSet("from.child"));
-  EXPECT_NE(store->tag("from.child")->setterPid, static_cast<uint32_t>(getpid()));
+  EXPECT_NE(store->tag("from.child")->setter.pid, static_cast<uint32_t>(getpid()));
 }
 
 TEST_F(NodeStoreProcesses, WriteAtTheSameTimeWithoutLoss) {

@@ -38,7 +38,7 @@ TEST_F(NodeStoreTags, SetTagHasItsValueAndItsSetter) {
   EXPECT_EQ(tag->name, "text");
   EXPECT_EQ(tag->value.type, TagType::STRING);
   EXPECT_EQ(tag->value.text, "hello");
-  EXPECT_EQ(tag->setterPid, static_cast<uint32_t>(getpid()));
+  EXPECT_EQ(tag->setter.pid, static_cast<uint32_t>(getpid()));
   EXPECT_GE(tag->setNs, before);
   EXPECT_LE(tag->setNs, orv::monotonicNs());
   EXPECT_EQ(store->tag("small")->value.type, TagType::U16);
@@ -260,8 +260,6 @@ TEST_F(NodeStoreEvents, StoreGivesNumberTimeAndPid) {
   const uint64_t before = orv::monotonicNs();
   Event event = logEvent("hello");
   event.sequence = 77;
-  event.pid = 78;
-  event.monotonicNs = 79;
   event.euId = 5;
   event.code = 6;
   ASSERT_TRUE(store->appendEvent(event).ok());
@@ -276,6 +274,17 @@ TEST_F(NodeStoreEvents, StoreGivesNumberTimeAndPid) {
   EXPECT_EQ(events[0].euId, 5U);
   EXPECT_EQ(events[0].code, 6U);
   EXPECT_EQ(events[0].kind, EventKind::LOG);
+}
+
+TEST_F(NodeStoreEvents, TimeAndPidThatAreGivenAreKept) {
+  const auto store = create();
+  Event event = logEvent("queued");
+  event.monotonicNs = 79;
+  event.pid = 78;
+  ASSERT_TRUE(store->appendEvent(event).ok());
+  ASSERT_EQ(store->events().size(), 1U);
+  EXPECT_EQ(store->events()[0].monotonicNs, 79U);
+  EXPECT_EQ(store->events()[0].pid, 78U);
 }
 
 TEST_F(NodeStoreEvents, NumbersGoOnInTheNextRunAndTheNextProcess) {

@@ -10,7 +10,8 @@ namespace {
 orv::Tag someTag() {
   orv::Tag tag;
   tag.value = {orv::TagType::STRING, 0, std::string("a\0b\xff", 4)};
-  tag.setterPid = 0xfffffffe;
+  tag.setter = {0xfffffffe, 0x1112131415161718, 1000, "/usr/bin/radio", "radioCtrl", 12};
+  tag.run = 3;
   tag.setNs = 0x0102030405060708;
   return tag;
 }
@@ -45,6 +46,7 @@ orv::Event someEvent() {
 
 orv::RunInfo someRun() {
   orv::RunInfo run;
+  run.number = 0x2122232425262728;
   run.state = orv::RunState::UP;
   run.daemonPid = 9;
   run.startedNs = 10;
@@ -52,6 +54,14 @@ orv::RunInfo someRun() {
   run.nid = 0xffff;
   run.ceName = "CE-1";
   return run;
+}
+
+orv::OutputLine someLine() {
+  orv::OutputLine line;
+  line.monotonicNs = 12;
+  line.partial = true;
+  line.text = std::string("\x1b[0m\0", 5);
+  return line;
 }
 
 // Every piece of a good record that is not the whole of it, and the record with something after it.
@@ -87,7 +97,13 @@ TEST(StoreCodec, TagKeepsAllItsFields) {
   ASSERT_TRUE(orv::decode(orv::encode(someTag()), tag));
   EXPECT_EQ(tag.value.type, orv::TagType::STRING);
   EXPECT_EQ(tag.value.text, std::string("a\0b\xff", 4));
-  EXPECT_EQ(tag.setterPid, 0xfffffffeU);
+  EXPECT_EQ(tag.setter.pid, 0xfffffffeU);
+  EXPECT_EQ(tag.setter.startTicks, 0x1112131415161718U);
+  EXPECT_EQ(tag.setter.uid, 1000U);
+  EXPECT_EQ(tag.setter.executable, "/usr/bin/radio");
+  EXPECT_EQ(tag.setter.euName, "radioCtrl");
+  EXPECT_EQ(tag.setter.euId, 12U);
+  EXPECT_EQ(tag.run, 3U);
   EXPECT_EQ(tag.setNs, 0x0102030405060708U);
 }
 
@@ -122,12 +138,29 @@ TEST(StoreCodec, EventKeepsAllItsFields) {
 TEST(StoreCodec, RunKeepsAllItsFields) {
   orv::RunInfo run;
   ASSERT_TRUE(orv::decode(orv::encode(someRun()), run));
+  EXPECT_EQ(run.number, 0x2122232425262728U);
   EXPECT_EQ(run.state, orv::RunState::UP);
   EXPECT_EQ(run.daemonPid, 9U);
   EXPECT_EQ(run.startedNs, 10U);
   EXPECT_EQ(run.startedRealtimeNs, 11U);
   EXPECT_EQ(run.nid, 0xffffU);
   EXPECT_EQ(run.ceName, "CE-1");
+}
+
+TEST(StoreCodec, RunNumberIsReadAlone) {
+  uint64_t number = 0;
+  EXPECT_TRUE(orv::decodeRunNumber(orv::encode(someRun()), number));
+  EXPECT_EQ(number, someRun().number);
+  EXPECT_FALSE(orv::decodeRunNumber("", number));
+  EXPECT_FALSE(orv::decodeRunNumber("1234567", number));
+}
+
+TEST(StoreCodec, LineOfOutputKeepsAllItsFields) {
+  orv::OutputLine line;
+  ASSERT_TRUE(orv::decode(orv::encode(someLine()), line));
+  EXPECT_EQ(line.monotonicNs, 12U);
+  EXPECT_TRUE(line.partial);
+  EXPECT_EQ(line.text, std::string("\x1b[0m\0", 5));
 }
 
 TEST(StoreCodec, RadParameterKeepsAllItsFields) {
@@ -142,6 +175,7 @@ TEST(StoreCodec, OnlyWholeRecordsAreAccepted) {
   expectOnlyTheWholeIsAccepted(someEu());
   expectOnlyTheWholeIsAccepted(someEvent());
   expectOnlyTheWholeIsAccepted(someRun());
+  expectOnlyTheWholeIsAccepted(someLine());
   expectOnlyTheWholeIsAccepted(orv::RadParameter{1, 2, orv::RadOrigin::OPERATOR});
 }
 
@@ -150,6 +184,7 @@ TEST(StoreCodec, AnyByteMayBeWrong) {
   expectAnyByteIsHandled(someEu());
   expectAnyByteIsHandled(someEvent());
   expectAnyByteIsHandled(someRun());
+  expectAnyByteIsHandled(someLine());
   expectAnyByteIsHandled(orv::RadParameter{1, 2, orv::RadOrigin::OPERATOR});
 }
 
@@ -166,6 +201,17 @@ TEST(StoreCodec, KeysSortAsTheirNumbers) {
   for (size_t i = 1; i < std::size(numbers); ++i)
     EXPECT_LT(orv::encodeKey(numbers[i - 1]), orv::encodeKey(numbers[i]));
   EXPECT_LT(orv::encodeKey(uint64_t{0xffffffff}), orv::encodeKey(uint64_t{0x100000000}));
+}
+
+TEST(StoreCodec, KeysOfLinesSortByEuAndThenByNumber) {
+  EXPECT_LT(orv::encodeLineKey(1, 0xffffffffffffffff), orv::encodeLineKey(2, 0));
+  EXPECT_LT(orv::encodeLineKey(2, 255), orv::encodeLineKey(2, 256));
+  uint32_t euId = 0;
+  uint64_t number = 0;
+  EXPECT_TRUE(orv::decodeLineKey(orv::encodeLineKey(7, 8), euId, number));
+  EXPECT_EQ(euId, 7U);
+  EXPECT_EQ(number, 8U);
+  EXPECT_FALSE(orv::decodeLineKey(orv::encodeKey(uint64_t{7}), euId, number));
 }
 
 TEST(StoreCodec, KeysOfAnotherLengthAreRefused) {

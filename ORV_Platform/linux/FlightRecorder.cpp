@@ -73,16 +73,26 @@ uint32_t takeRequester(const NodeStore *store, FlightEntry &entry) {
   return eu->id;
 }
 
-// The last events, and among them the last words of EU `euId`.
-void takeEvents(const NodeStore &store, uint32_t euId, FlightEntry &entry) {
+void takeEvents(const NodeStore &store, FlightEntry &entry) {
   const std::vector<Event> events = store.events();
   const size_t first = events.size() > MAX_FLIGHT_EVENTS ? events.size() - MAX_FLIGHT_EVENTS : 0;
-  for (size_t i = 0; i < events.size(); ++i) {
+  for (size_t i = first; i < events.size(); ++i) {
     const Event &event = events[i];
-    if (i >= first) {
-      entry.events.push_back({event.monotonicNs, event.euId, static_cast<uint8_t>(event.kind), event.code, event.text});
-    }
-    if (event.kind == EventKind::LAST_WORDS && event.euId == euId) entry.lastWords.push_back(event.text);
+    entry.events.push_back({event.monotonicNs, event.euId, static_cast<uint8_t>(event.kind), event.code, event.text});
+  }
+}
+
+// The last lines that the program of EU `euId` wrote.
+void takeLastWords(const NodeStore &store, uint32_t euId, FlightEntry &entry) {
+  const ProgramOutput output = store.output(euId);
+  for (const std::vector<OutputLine> *lines : {&output.first, &output.last}) {
+    for (const OutputLine &line : *lines)
+      entry.lastWords.push_back(line.text);
+  }
+  const size_t count = entry.lastWords.size();
+  if (count > MAX_FLIGHT_LAST_WORDS) {
+    entry.lastWords.erase(entry.lastWords.begin(),
+                          entry.lastWords.end() - static_cast<std::ptrdiff_t>(MAX_FLIGHT_LAST_WORDS));
   }
 }
 
@@ -127,7 +137,8 @@ FlightEntry resetEntry(FlightKind kind, const std::string &means) {
   stamp(entry);
   const NodeStore *store = nodeStore();
   const uint32_t euId = takeRequester(store, entry);
-  if (store != nullptr) takeEvents(*store, euId, entry);
+  if (store != nullptr) takeEvents(*store, entry);
+  if (store != nullptr && euId != 0) takeLastWords(*store, euId, entry);
   return entry;
 }
 

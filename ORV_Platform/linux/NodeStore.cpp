@@ -6,54 +6,23 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <mutex>
 #include <new>
 #include <utility>
 
+#include "ProcessTree.h"
 #include "StoreCodec.h"
 #include "StoreEnvironment.h"
+#include "StoreWrites.h"
 
 namespace orv {
 namespace {
 
 constexpr const char *FILE_NAME = "/node.mdb";
 
-// In the table `node`, beside those of StoreEnvironment.cpp.
-constexpr const char *RUN_KEY = "run";
-constexpr const char *EVENT_LIMIT_KEY = "eventLimit";
-
-constexpr uint32_t MIN_EVENT_LIMIT = 100;
-constexpr uint32_t MAX_EVENT_LIMIT = 100000;
-
 // Events that one transaction drops from a full store. A transaction that frees much needs space to say so, and a full
 // store has little.
 constexpr size_t DROP_STEP = 256;
-
-uint32_t ownPid() {
-  return static_cast<uint32_t>(getpid());
-}
-
-// At most `limit` bytes of `text`, whole characters where it is UTF-8.
-std::string_view cut(std::string_view text, size_t limit) {
-  if (text.size() <= limit) return text;
-  const auto isContinuation = [](char byte) { return (static_cast<uint8_t>(byte) & 0xC0) == 0x80; };
-  size_t length = limit;
-  constexpr size_t LONGEST_CHARACTER = 4;
-  while (length > limit - LONGEST_CHARACTER && isContinuation(text[length]))
-    --length;
-  return text.substr(0, isContinuation(text[length]) ? limit : length);
-}
-
-std::string describe(std::string_view name, const TagValue &value) {
-  const std::string head(name);
-  if (value.type == TagType::STRING) return head + " = \"" + value.text + "\"";
-  return head + " = " + std::to_string(value.number) + (value.type == TagType::U16 ? " (u16)" : " (u32)");
-}
-
-// Only what belongs to the type is stored, so that two tags of equal value are equal.
-TagValue normalized(const TagValue &value) {
-  if (value.type == TagType::STRING) return {TagType::STRING, 0, value.text};
-  return {value.type, value.number, {}};
-}
 
 Status checkTag(std::string_view name, const TagValue &value) {
   if (name.empty()) return Status::failure(EINVAL, "a tag without a name cannot be set (give it one)");
@@ -71,94 +40,6 @@ Status checkTag(std::string_view name, const TagValue &value) {
                                        std::to_string(value.number) + " (at most 65535, or use type u32)");
   }
   return Status::success();
-}
-
-// --- Parts of a write; each returns LMDB's code ---------------------------------------------------------------------
-
-uint32_t eventLimit(const WriteTransaction &transaction) {
-  std::string_view record;
-  uint32_t limit = 0;
-  const bool isKnown = transaction.get(Table::NODE, EVENT_LIMIT_KEY, record) == 0 && decodeKey(record, limit);
-  return isKnown && limit >= MIN_EVENT_LIMIT && limit <= MAX_EVENT_LIMIT ? limit : DEFAULT_EVENT_LIMIT;
-}
-
-int dropOldest(const WriteTransaction &transaction, size_t count) {
-  Cursor cursor(transaction.handle(), transaction.table(Table::EVENTS));
-  MDB_val key{};
-  MDB_val record{};
-  for (; count != 0; --count) {
-    int code = cursor.move(MDB_FIRST, key, record);
-    if (code == 0) code = cursor.remove();
-    if (code != 0) return code;
-  }
-  return 0;
-}
-
-int trimEvents(const WriteTransaction &transaction, uint32_t limit) {
-  size_t count = 0;
-  const int code = transaction.count(Table::EVENTS, count);
-  return code == 0 && count > limit ? dropOldest(transaction, count - limit) : code;
-}
-
-int lastSequence(const WriteTransaction &transaction, uint64_t &sequence) {
-  Cursor cursor(transaction.handle(), transaction.table(Table::EVENTS));
-  MDB_val key{};
-  MDB_val record{};
-  const int code = cursor.move(MDB_LAST, key, record);
-  if (code == MDB_NOTFOUND) return 0;
-  if (code != 0) return code;
-  return decodeKey(toBytes(key), sequence) ? 0 : MDB_CORRUPTED;
-}
-
-int append(WriteTransaction &transaction, const Event &event) {
-  uint64_t last = 0;
-  int code = lastSequence(transaction, last);
-  if (code != 0) return code;
-  Event stamped = event;
-  stamped.monotonicNs = monotonicNs();
-  stamped.pid = ownPid();
-  stamped.text = cut(event.text, MAX_EVENT_TEXT_LENGTH);
-  code = transaction.put(Table::EVENTS, encodeKey(last + 1), encode(stamped), MDB_APPEND);
-  return code == 0 ? trimEvents(transaction, eventLimit(transaction)) : code;
-}
-
-int putTag(WriteTransaction &transaction, std::string_view name, const TagValue &value) {
-  Tag tag;
-  tag.value = normalized(value);
-  tag.setterPid = ownPid();
-  tag.setNs = monotonicNs();
-  if (const int code = transaction.put(Table::TAGS, name, encode(tag)); code != 0) return code;
-  Event event;
-  event.kind = EventKind::TAG_SET;
-  event.text = describe(name, value);
-  return append(transaction, event);
-}
-
-// A configuration never replaces what an operator set.
-int putRad(WriteTransaction &transaction, const RadParameter &parameter) {
-  const std::string key = encodeKey(parameter.number);
-  if (parameter.origin == RadOrigin::CONFIGURATION) {
-    std::string_view record;
-    RadParameter present;
-    const int code = transaction.get(Table::RAD, key, record);
-    if (code != 0 && code != MDB_NOTFOUND) return code;
-    if (code == 0 && decode(record, present) && present.origin == RadOrigin::OPERATOR) return 0;
-  }
-  return transaction.put(Table::RAD, key, encode(parameter));
-}
-
-// What cannot be understood goes as well.
-int removeConfiguredRads(const WriteTransaction &transaction) {
-  Cursor cursor(transaction.handle(), transaction.table(Table::RAD));
-  MDB_val key{};
-  MDB_val record{};
-  int code = cursor.move(MDB_FIRST, key, record);
-  for (; code == 0; code = cursor.move(MDB_NEXT, key, record)) {
-    RadParameter parameter;
-    if (decode(toBytes(record), parameter) && parameter.origin == RadOrigin::OPERATOR) continue;
-    if (const int removed = cursor.remove(); removed != 0) return removed;
-  }
-  return code == MDB_NOTFOUND ? 0 : code;
 }
 
 // --- What stands in the key of a record -----------------------------------------------------------------------------
@@ -194,7 +75,26 @@ uint64_t monotonicNs() {
 }
 
 struct NodeStore::Impl {
+  std::string directory;
   std::unique_ptr<StoreEnvironment> environment;
+  std::once_flag setterKnown;
+  Setter setter;  // this process, from its first tag on
+
+  // This process as a setter. The kernel is asked once, and never while a change is under way.
+  const Setter &ownSetter() {
+    std::call_once(setterKnown, [this] {
+      const uint32_t pid = static_cast<uint32_t>(getpid());
+      Setter found = identify(pid);
+      const RunInfo run = read<RunInfo>(Table::NODE, RUN_KEY, takeNothing).value_or(RunInfo{});
+      const EuProcesses node{list<EuRecord>(Table::EUS, {}, takeEuId), run.daemonPid, directory};
+      if (std::optional<EuOfProcess> eu = euOfProcess(pid, node)) {
+        found.euName = cutText(eu->name, MAX_SETTER_TEXT_LENGTH);
+        found.euId = eu->id;
+      }
+      setter = std::move(found);
+    });
+    return setter;
+  }
 
   // Runs `body` as one transaction, whole or not at all.
   template <typename Body>
@@ -213,7 +113,7 @@ struct NodeStore::Impl {
     if (transact([&](WriteTransaction &transaction) { return transaction.count(Table::EVENTS, count); }) != 0) return;
     for (size_t left = count / 2; left != 0;) {
       const size_t step = std::min(left, DROP_STEP);
-      if (transact([&](WriteTransaction &transaction) { return dropOldest(transaction, step); }) != 0) return;
+      if (transact([&](WriteTransaction &transaction) { return dropOldestEvents(transaction, step); }) != 0) return;
       left -= step;
     }
   }
@@ -298,6 +198,7 @@ Status NodeStore::open(const std::string &directory, Access access, std::unique_
                        std::string *setAside) {
   try {
     auto impl = std::make_unique<Impl>();
+    impl->directory = directory;
     std::string report;
     Status status = StoreEnvironment::open(directory + FILE_NAME, access == Access::CREATE, impl->environment, report);
     if (setAside != nullptr && !report.empty()) *setAside = std::move(report);
@@ -310,20 +211,27 @@ Status NodeStore::open(const std::string &directory, Access access, std::unique_
 
 Status NodeStore::beginRun(const RunInfo &run) {
   return impl_->remove("begin", "a run", [&](WriteTransaction &transaction) {
-    int code = transaction.clear(Table::TAGS);
-    if (code == 0) code = transaction.clear(Table::EUS);
+    RunInfo numbered = run;
+    int code = runNumber(transaction, numbered.number);
+    ++numbered.number;
+    for (const Table table : {Table::TAGS, Table::EUS, Table::EU_STATUS, Table::OUTPUT}) {
+      if (code == 0) code = transaction.clear(table);
+    }
     if (code == 0) code = removeConfiguredRads(transaction);
-    if (code == 0) code = transaction.put(Table::NODE, RUN_KEY, encode(run));
+    if (code == 0) code = transaction.put(Table::NODE, RUN_KEY, encode(numbered));
     Event event;
     event.kind = EventKind::RUN_STARTED;
     event.text = "pid " + std::to_string(run.daemonPid);
-    return code == 0 ? append(transaction, event) : code;
+    return code == 0 ? putEvent(transaction, event) : code;
   });
 }
 
 Status NodeStore::updateRun(const RunInfo &run) {
-  return impl_->add("record", "the run",
-                    [&](WriteTransaction &transaction) { return transaction.put(Table::NODE, RUN_KEY, encode(run)); });
+  return impl_->add("record", "the run", [&](WriteTransaction &transaction) {
+    RunInfo numbered = run;
+    const int code = runNumber(transaction, numbered.number);
+    return code == 0 ? transaction.put(Table::NODE, RUN_KEY, encode(numbered)) : code;
+  });
 }
 
 std::optional<RunInfo> NodeStore::run() const {
@@ -331,8 +239,17 @@ std::optional<RunInfo> NodeStore::run() const {
 }
 
 Status NodeStore::setTag(std::string_view name, const TagValue &value) {
+  try {
+    return setTag(name, value, impl_->ownSetter());
+  } catch (const std::bad_alloc &) {
+    return Status::failure(ENOMEM, "no memory left");
+  }
+}
+
+Status NodeStore::setTag(std::string_view name, const TagValue &value, const Setter &setter) {
   if (Status status = checkTag(name, value); !status.ok()) return status;
-  return impl_->add("set tag", name, [&](WriteTransaction &transaction) { return putTag(transaction, name, value); });
+  return impl_->add("set tag", name,
+                    [&](WriteTransaction &transaction) { return putTag(transaction, name, value, setter); });
 }
 
 Status NodeStore::unsetTag(std::string_view name, bool &wasSet) {
@@ -378,9 +295,10 @@ Status NodeStore::apply(const Settings &settings) {
   for (const auto &[name, value] : settings.tags) {
     if (Status status = checkTag(name, value); !status.ok()) return status;
   }
+  impl_->ownSetter();
   return impl_->add("apply", "a configuration", [&](WriteTransaction &transaction) {
     for (const auto &[name, value] : settings.tags) {
-      if (const int code = putTag(transaction, name, value); code != 0) return code;
+      if (const int code = putTag(transaction, name, value, impl_->setter); code != 0) return code;
     }
     for (const RadParameter &parameter : settings.rads) {
       if (const int code = putRad(transaction, parameter); code != 0) return code;
@@ -389,10 +307,15 @@ Status NodeStore::apply(const Settings &settings) {
   });
 }
 
+Status NodeStore::write(std::span<const StoreEntry> batch) {
+  return impl_->add("write", "a batch of " + std::to_string(batch.size()),
+                    [&](WriteTransaction &transaction) { return putBatch(transaction, batch); });
+}
+
 Status NodeStore::putEu(const EuRecord &record, const Event *event) {
   return impl_->add("record EU", record.name, [&](WriteTransaction &transaction) {
     const int code = transaction.put(Table::EUS, encodeKey(record.id), encode(record));
-    return code == 0 && event != nullptr ? append(transaction, *event) : code;
+    return code == 0 && event != nullptr ? putEvent(transaction, *event) : code;
   });
 }
 
@@ -400,8 +323,62 @@ std::vector<EuRecord> NodeStore::eus() const {
   return impl_->list<EuRecord>(Table::EUS, {}, takeEuId);
 }
 
+Status NodeStore::setEuStatus(uint32_t euId, std::string_view text) {
+  return impl_->add("record the status of EU", std::to_string(euId), [&](WriteTransaction &transaction) {
+    const std::string key = encodeKey(euId);
+    if (!text.empty()) return transaction.put(Table::EU_STATUS, key, cutText(text, MAX_EU_STATUS_LENGTH));
+    const int code = transaction.remove(Table::EU_STATUS, key);
+    return code == MDB_NOTFOUND ? 0 : code;
+  });
+}
+
+std::map<uint32_t, std::string> NodeStore::euStatuses() const {
+  std::map<uint32_t, std::string> statuses;
+  try {
+    const ReadTransaction transaction(*impl_->environment);
+    // Result not examined, as in Impl::list.
+    transaction.forEach(Table::EU_STATUS, {}, [&](std::string_view key, std::string_view text) {
+      uint32_t euId = 0;
+      if (decodeKey(key, euId)) statuses.emplace(euId, text);
+    });
+  } catch (const std::bad_alloc &) {
+    statuses.clear();
+  }
+  return statuses;
+}
+
+Status NodeStore::appendOutput(uint32_t euId, std::span<const OutputLine> lines) {
+  return impl_->report("append output of EU", std::to_string(euId), [&] {
+    return impl_->transactKeepingReserve(
+        [&](WriteTransaction &transaction) { return putOutput(transaction, euId, lines); });
+  });
+}
+
+ProgramOutput NodeStore::output(uint32_t euId) const {
+  ProgramOutput output;
+  uint64_t last = 0;
+  try {
+    const ReadTransaction transaction(*impl_->environment);
+    // Result not examined, as in Impl::list.
+    transaction.forEach(Table::OUTPUT, encodeLineKey(euId, 0), [&](std::string_view key, std::string_view bytes) {
+      uint32_t owner = 0;
+      OutputLine line;
+      if (!decodeLineKey(key, owner, line.number)) return true;
+      if (owner != euId) return false;
+      last = line.number;
+      if (!decode(bytes, line)) return true;
+      (line.number <= FIRST_OUTPUT_LINES ? output.first : output.last).push_back(std::move(line));
+      return true;
+    });
+    output.dropped = last - (output.first.size() + output.last.size());
+  } catch (const std::bad_alloc &) {
+    output = ProgramOutput{};
+  }
+  return output;
+}
+
 Status NodeStore::appendEvent(const Event &event) {
-  return impl_->add("append", "an event", [&](WriteTransaction &transaction) { return append(transaction, event); });
+  return impl_->add("append", "an event", [&](WriteTransaction &transaction) { return putEvent(transaction, event); });
 }
 
 std::vector<Event> NodeStore::events(uint64_t afterSequence) const {

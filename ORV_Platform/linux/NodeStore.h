@@ -1,4 +1,4 @@
-// The node store: tags, RAD parameters, EUs and events of one node, shared by all of its processes.
+// The node store: tags, RAD parameters, EUs, program output and events of one node, shared by all of its processes.
 //
 // One LMDB environment, <node directory>/node.mdb, with one table for each kind. Any process of the node may open it
 // and read or write at any time; a write is one transaction, so readers see all of it or nothing, and a process that is
@@ -13,115 +13,19 @@
 #define ORV_LINUX_NODESTORE_H
 
 #include <cstdint>
-#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Status.h"
+#include "StoreRecords.h"
 
 namespace orv {
-
-constexpr size_t MAX_TAG_NAME_LENGTH = 255;     // bytes; fits LMDB's key limit of 511
-constexpr size_t MAX_TAG_TEXT_LENGTH = 4095;    // bytes; a path name of the longest kind
-constexpr size_t MAX_EVENT_TEXT_LENGTH = 1000;  // bytes; longer texts are cut
-constexpr uint32_t DEFAULT_EVENT_LIMIT = 10000;
-
-// The numbers of the three enumerations stand in the store: append, never renumber.
-enum class TagType : uint8_t { STRING = 1, U16 = 2, U32 = 3 };
-
-struct TagValue {
-  TagType type = TagType::STRING;
-  uint32_t number = 0;  // of U16 and U32
-  std::string text;     // of STRING
-};
-
-// A tag as it is set, and who set it.
-struct Tag {
-  std::string name;
-  TagValue value;
-  uint32_t setterPid = 0;
-  uint64_t setNs = 0;  // CLOCK_MONOTONIC
-};
-
-enum class RadOrigin : uint8_t { OPERATOR = 1, CONFIGURATION = 2 };
-
-struct RadParameter {
-  uint32_t number = 0;
-  uint32_t value = 0;
-  RadOrigin origin = RadOrigin::OPERATOR;
-};
-
-enum class EuState : uint8_t {
-  CREATED = 1,        // the EU exists and runs no program
-  RUNNING = 2,        // its program runs
-  PROGRAM_ENDED = 3,  // its program ended; waitStatus tells how
-  LAUNCH_FAILED = 4,  // its program could not be started; result tells why
-  SHUT_DOWN = 5,      // its program was ended by the CE shutdown
-};
-
-// One EU of the current run and, where it runs one, its program.
-struct EuRecord {
-  uint32_t id = 0;
-  EuState state = EuState::CREATED;
-  bool finished = false;  // the EU's body has returned
-  std::string name;
-  std::string path;
-  std::string args;
-  uint32_t supervisionFlags = 0;
-  uint32_t pid = 0;        // of the program; kept after its end
-  int32_t result = 0;      // of the command: see AaProCmdExec
-  int32_t waitStatus = 0;  // POSIX wait status
-  uint64_t createdNs = 0;  // CLOCK_MONOTONIC, as the two below; 0: not yet
-  uint64_t startedNs = 0;
-  uint64_t endedNs = 0;
-};
-
-enum class EventKind : uint8_t {
-  RUN_STARTED = 1,
-  CE_STARTED = 2,
-  CE_STOPPED = 3,
-  EU_CREATED = 4,
-  EU_FINISHED = 5,
-  PROGRAM_STARTED = 6,
-  PROGRAM_ENDED = 7,
-  LAUNCH_FAILED = 8,
-  TAG_SET = 9,
-  LOG = 10,
-  ERROR_RAISED = 11,
-  MESSAGE_SENT = 12,
-  MESSAGE_UNDELIVERED = 13,
-  RESET_REQUESTED = 14,
-  LAST_WORDS = 15,     // one of the last lines that a program wrote before it failed; follows PROGRAM_ENDED
-  PROGRAM_READY = 16,  // a program said READY=1
-  GATEWAY = 17,        // a connection of the gateway: made, lost, refused
-  RESET_HELD = 18,     // a reset was asked for and is held off
-};
-
-// One thing that happened. Sequence numbers have no gaps and outlive a run of the node, within one boot of the machine.
-struct Event {
-  uint64_t sequence = 0;     // given by the store
-  uint64_t monotonicNs = 0;  // given by the store: CLOCK_MONOTONIC
-  uint32_t pid = 0;          // given by the store: the writing process
-  uint32_t euId = 0;         // 0: none
-  EventKind kind = EventKind::LOG;
-  uint32_t code = 0;  // severity of LOG, error code of ERROR_RAISED, message id of MESSAGE_*, else 0
-  std::string text;
-};
-
-enum class RunState : uint8_t { EARLY = 1, UP = 2, DOWN = 3 };
-
-// The run of the node that the store tells of: its daemon and what the daemon said of itself.
-struct RunInfo {
-  RunState state = RunState::EARLY;
-  uint32_t daemonPid = 0;
-  uint64_t startedNs = 0;          // CLOCK_MONOTONIC of the early start-up
-  uint64_t startedRealtimeNs = 0;  // CLOCK_REALTIME of the same moment
-  uint16_t nid = 0;                // from the CE start-up on
-  std::string ceName;
-};
 
 class NodeStore {
  public:
@@ -140,15 +44,19 @@ class NodeStore {
   NodeStore(const NodeStore &) = delete;
   NodeStore &operator=(const NodeStore &) = delete;
 
-  // Begins a run: forgets all tags, all EUs and the RAD parameters that came from a configuration, records `run`, and
-  // appends a RUN_STARTED event. Events and RAD parameters set by an operator stay.
+  // Begins a run: forgets all tags, all EUs with their output and status, and the RAD parameters that came from a
+  // configuration, records `run` under the next number, and appends a RUN_STARTED event. Events and RAD parameters set
+  // by an operator stay.
   Status beginRun(const RunInfo &run);
+  // Replaces what is recorded of the run, but for its number.
   Status updateRun(const RunInfo &run);
   std::optional<RunInfo> run() const;  // nothing when no run ever began
 
   // Tags. A name of 0 bytes, over MAX_TAG_NAME_LENGTH, or a text over MAX_TAG_TEXT_LENGTH is refused with EINVAL.
-  // Setting appends a TAG_SET event.
+  // Setting appends a TAG_SET event. The setter is this process, about which the kernel is asked at the first tag only;
+  // or `setter`, on whose behalf this process does it.
   Status setTag(std::string_view name, const TagValue &value);
+  Status setTag(std::string_view name, const TagValue &value, const Setter &setter);
   Status unsetTag(std::string_view name, bool &wasSet);
   // The hot path: no lock that a writer holds, no allocation of ours. False as well when the store cannot be read.
   bool tagIsSet(std::string_view name) const;
@@ -169,12 +77,25 @@ class NodeStore {
   };
   Status apply(const Settings &settings);
 
-  // Writes the record of EU `record.id`, and in the same transaction `event` where it is not null.
+  // Writes all of a batch in one transaction: the records of EUs (of several of one id the last stays) and the events,
+  // which keep their order. For up to some hundred entries: a batch has to fit into the space that the store keeps
+  // free.
+  Status write(std::span<const StoreEntry> batch);
+  // A batch of one: the record of EU `record.id`, and `event` where it is not null.
   Status putEu(const EuRecord &record, const Event *event);
   std::vector<EuRecord> eus() const;  // by id
 
-  // Appends to the ring; the oldest go where more than the event limit are kept, and the older half of them where the
-  // store is full (whatever is written then).
+  // What an EU's program says of itself, in one line; the empty text is none.
+  Status setEuStatus(uint32_t euId, std::string_view text);
+  std::map<uint32_t, std::string> euStatuses() const;
+
+  // Adds lines, by ascending number, to the output of an EU's program, and drops what no longer belongs to the first or
+  // the last. A line that is there already is replaced. Fails where the store is full, since no event goes for it.
+  Status appendOutput(uint32_t euId, std::span<const OutputLine> lines);
+  ProgramOutput output(uint32_t euId) const;
+
+  // Appends to the ring, a batch of one; the oldest go where more than the event limit are kept, and the older half of
+  // them where the store is full (whatever is written then).
   Status appendEvent(const Event &event);
   // Events with a sequence number above `afterSequence`, oldest first.
   std::vector<Event> events(uint64_t afterSequence = 0) const;

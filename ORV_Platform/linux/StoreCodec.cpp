@@ -109,8 +109,14 @@ void visitTag(Visitor &visit, Record &tag) {
   visit(tag.value.type);
   visit(tag.value.number);
   visit(tag.value.text);
-  visit(tag.setterPid);
+  visit(tag.setter.pid);
+  visit(tag.setter.startTicks);
+  visit(tag.setter.uid);
+  visit(tag.setter.executable);
+  visit(tag.setter.euName);
+  visit(tag.setter.euId);
   visit(tag.setNs);
+  visit(tag.run);
 }
 
 template <typename Visitor, typename Record>
@@ -147,12 +153,20 @@ void visitEvent(Visitor &visit, Record &event) {
 
 template <typename Visitor, typename Record>
 void visitRun(Visitor &visit, Record &run) {
+  visit(run.number);  // in front: see decodeRunNumber
   visit(run.state);
   visit(run.daemonPid);
   visit(run.startedNs);
   visit(run.startedRealtimeNs);
   visit(run.nid);
   visit(run.ceName);
+}
+
+template <typename Visitor, typename Record>
+void visitLine(Visitor &visit, Record &line) {
+  visit(line.monotonicNs);
+  visit(line.partial);
+  visit(line.text);
 }
 
 template <typename Number>
@@ -187,6 +201,17 @@ bool decodeKey(std::string_view key, uint64_t &number) {
   return decodeNumber(key, number);
 }
 
+std::string encodeLineKey(uint32_t euId, uint64_t number) {
+  return encodeKey(euId) + encodeKey(number);
+}
+
+bool decodeLineKey(std::string_view key, uint32_t &euId, uint64_t &number) {
+  RecordReader reader(key);
+  reader(euId);
+  reader(number);
+  return reader.isComplete();
+}
+
 std::string encode(const Tag &tag) {
   RecordWriter writer;
   visitTag(writer, tag);
@@ -214,6 +239,12 @@ std::string encode(const Event &event) {
 std::string encode(const RunInfo &run) {
   RecordWriter writer;
   visitRun(writer, run);
+  return writer.take();
+}
+
+std::string encode(const OutputLine &line) {
+  RecordWriter writer;
+  visitLine(writer, line);
   return writer.take();
 }
 
@@ -245,6 +276,16 @@ bool decode(std::string_view bytes, RunInfo &run) {
   RecordReader reader(bytes);
   visitRun(reader, run);
   return reader.isComplete();
+}
+
+bool decode(std::string_view bytes, OutputLine &line) {
+  RecordReader reader(bytes);
+  visitLine(reader, line);
+  return reader.isComplete();
+}
+
+bool decodeRunNumber(std::string_view bytes, uint64_t &number) {
+  return decodeKey(bytes.substr(0, sizeof number), number);
 }
 
 }  // namespace orv

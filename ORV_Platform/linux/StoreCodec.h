@@ -13,17 +13,21 @@
 #include <string>
 #include <string_view>
 
-#include "NodeStore.h"
+#include "StoreRecords.h"
 
 namespace orv {
 
-constexpr uint32_t STORE_LAYOUT = 1;
+constexpr uint32_t STORE_LAYOUT = 2;
 
 // Keys. Decoding fails for one of another length.
 std::string encodeKey(uint32_t number);
 std::string encodeKey(uint64_t number);
 bool decodeKey(std::string_view key, uint32_t &number);
 bool decodeKey(std::string_view key, uint64_t &number);
+
+// The key of a line of output: first all lines of one EU, by number, then those of the next.
+std::string encodeLineKey(uint32_t euId, uint64_t number);
+bool decodeLineKey(std::string_view key, uint32_t &euId, uint64_t &number);
 
 // Records. What stands in the key (a tag's name, a number, an id, a sequence number) is not part of the encoded record;
 // decoding leaves that field alone. After a failure the output is unspecified.
@@ -32,11 +36,16 @@ std::string encode(const RadParameter &parameter);
 std::string encode(const EuRecord &record);
 std::string encode(const Event &event);
 std::string encode(const RunInfo &run);
+std::string encode(const OutputLine &line);
 bool decode(std::string_view bytes, Tag &tag);
 bool decode(std::string_view bytes, RadParameter &parameter);
 bool decode(std::string_view bytes, EuRecord &record);
 bool decode(std::string_view bytes, Event &event);
 bool decode(std::string_view bytes, RunInfo &run);
+bool decode(std::string_view bytes, OutputLine &line);
+
+// The number of the run of an encoded RunInfo, which stands in front, without decoding the rest.
+bool decodeRunNumber(std::string_view bytes, uint64_t &number);
 
 }  // namespace orv
 

@@ -29,7 +29,8 @@ constexpr mode_t FILE_MODE = 0640;
 // that any thread may take up an idle one.
 constexpr unsigned ENVIRONMENT_FLAGS = MDB_NOSUBDIR | MDB_NOTLS | MDB_NOSYNC | MDB_NOMETASYNC;
 
-constexpr const char *TABLE_NAMES[] = {"node", "tags", "rad", "eus", "events"};  // in the order of Table
+constexpr const char *TABLE_NAMES[] = {"node",   "tags",     "rad",   "eus",
+                                       "events", "euStatus", "output"};  // in the order of Table
 static_assert(std::size(TABLE_NAMES) == TABLE_COUNT);
 
 // Internal codes of opening, apart from LMDB's (-30799 and up) and the system's.
@@ -235,8 +236,10 @@ int StoreEnvironment::openTables(bool mayCreate) {
   MDB_txn *transaction = nullptr;
   code = mdb_txn_begin(environment_, nullptr, MDB_RDONLY, &transaction);
   if (code != 0) return code;
-  code = openTablesIn(transaction, 0);
+  // First the layout: another one may have other tables.
+  code = openTable(transaction, Table::NODE, 0);
   if (code == 0) code = checkNode(transaction);
+  if (code == 0) code = openTablesIn(transaction, 0);
   if (code == MDB_NOTFOUND || code == MDB_INCOMPATIBLE) code = NOT_A_STORE;  // tables or records other than ours
   // A start of the node is the moment to find out that the store cannot be read; later, only suspicion is worth the
   // time.
@@ -255,11 +258,16 @@ int StoreEnvironment::makeTables() {
   return code == 0 ? transaction.commit() : code;
 }
 
+int StoreEnvironment::openTable(MDB_txn *transaction, Table table, unsigned flags) {
+  const auto index = static_cast<size_t>(table);
+  return mdb_dbi_open(transaction, TABLE_NAMES[index], flags, &tables_[index]);
+}
+
 int StoreEnvironment::openTablesIn(MDB_txn *transaction, unsigned flags) {
-  for (size_t table = 0; table < TABLE_COUNT; ++table) {
-    if (const int code = mdb_dbi_open(transaction, TABLE_NAMES[table], flags, &tables_[table]); code != 0) return code;
-  }
-  return 0;
+  int code = 0;
+  for (size_t table = 0; table < TABLE_COUNT && code == 0; ++table)
+    code = openTable(transaction, static_cast<Table>(table), flags);
+  return code;
 }
 
 int StoreEnvironment::checkNode(MDB_txn *transaction) const {

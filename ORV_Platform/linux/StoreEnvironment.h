@@ -15,14 +15,15 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 #include <utility>
 
 #include "Status.h"
 
 namespace orv {
 
-enum class Table : uint8_t { NODE, TAGS, RAD, EUS, EVENTS };
-constexpr size_t TABLE_COUNT = 5;
+enum class Table : uint8_t { NODE, TAGS, RAD, EUS, EVENTS, EU_STATUS, OUTPUT };
+constexpr size_t TABLE_COUNT = 7;
 constexpr MDB_dbi FREE_PAGES = 0;  // LMDB's own table of the pages that are free, for reading only
 
 inline MDB_val toValue(std::string_view bytes) {
@@ -75,6 +76,7 @@ class StoreEnvironment {
   int coverMissingEnd();
   int openTables(bool mayCreate);
   int makeTables();
+  int openTable(MDB_txn *transaction, Table table, unsigned flags);
   int openTablesIn(MDB_txn *transaction, unsigned flags);
   int checkNode(MDB_txn *transaction) const;
   int checkPages(MDB_txn *transaction) const;
@@ -99,7 +101,8 @@ class ReadTransaction {
   // The record of `key`; the bytes live as long as the transaction. MDB_NOTFOUND where there is none.
   int get(Table table, std::string_view key, std::string_view &record) const noexcept;
 
-  // Calls visit(key, record) for every record from `firstKey` on, in the order of the keys.
+  // Calls visit(key, record) for every record from `firstKey` on, in the order of the keys; as long as it returns true
+  // where it returns something.
   template <typename Visit>
   int forEach(Table table, std::string_view firstKey, Visit visit) const {
     return forEachIn(environment_.table(table), firstKey, visit);
@@ -175,8 +178,13 @@ int ReadTransaction::forEachIn(MDB_dbi table, std::string_view firstKey, Visit v
   MDB_val key = toValue(firstKey);
   MDB_val record{};
   int code = cursor.move(firstKey.empty() ? MDB_FIRST : MDB_SET_RANGE, key, record);
-  for (; code == 0; code = cursor.move(MDB_NEXT, key, record))
-    visit(toBytes(key), toBytes(record));
+  for (; code == 0; code = cursor.move(MDB_NEXT, key, record)) {
+    if constexpr (std::is_same_v<decltype(visit(toBytes(key), toBytes(record))), bool>) {
+      if (!visit(toBytes(key), toBytes(record))) return 0;
+    } else {
+      visit(toBytes(key), toBytes(record));
+    }
+  }
   return code == MDB_NOTFOUND ? 0 : code;
 }
 
