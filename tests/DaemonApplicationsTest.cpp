@@ -53,7 +53,7 @@ TEST_F(DaemonApplications, FailureWithFlagsZeroIsLoggedOnly) {
 TEST_F(DaemonApplications, FailureWithFlagsOneRaisesAnError) {
   const Lines lines = linesOfAFailure(1);
   EXPECT_EQ(countLinesWith(RESET_ASKED, lines), 0U);
-  EXPECT_EQ(node.raisedErrors(), Lines{ERROR_OF_APP});
+  EXPECT_EQ(node.raisedErrors(1), Lines{ERROR_OF_APP});
 }
 
 TEST_F(DaemonApplications, FailureWithFlagsTwoAsksForAReset) {
@@ -67,7 +67,7 @@ TEST_F(DaemonApplications, FailureWithFlagsThreeRaisesAnErrorAndAsksForAReset) {
   const Lines lines = linesOfAFailure(3);
   EXPECT_EQ(countLinesWith(RESET_ASKED, lines), 1U);
   EXPECT_EQ(countLinesWith(RESET_DISABLED, lines), 1U);
-  EXPECT_EQ(node.raisedErrors(), Lines{ERROR_OF_APP});
+  EXPECT_EQ(node.raisedErrors(1), Lines{ERROR_OF_APP});
 }
 
 TEST_F(DaemonApplications, ResetIsDisabledByTheDevelopmentParameterToo) {
@@ -101,7 +101,7 @@ TEST_F(DaemonApplications, MissingProgramIsAFailureLikeAnyOther) {
                            daemon->errorLines()),
             1U);
   EXPECT_EQ(countLinesWith(RESET_ASKED, daemon->errorLines()), 1U);
-  EXPECT_EQ(node.raisedErrors(), Lines{ERROR_OF_APP});
+  EXPECT_EQ(node.raisedErrors(1), Lines{ERROR_OF_APP});
 }
 
 TEST_F(DaemonApplications, NextIsStartedOnlyWhenTheOneBeforeIsOnline) {
@@ -128,7 +128,7 @@ TEST_F(DaemonApplications, SixtyFourRun) {
   daemon->waitForOutputLineWith("running ", 64);
   for (int i = 1; i <= 64; ++i)
     node.waitForEu("app" + std::to_string(i), orv::EuState::RUNNING);
-  EXPECT_EQ(livingDescendants().size(), 65U);
+  EXPECT_EQ(livingPrograms().size(), 65U);
   expectGracefulEnd(*daemon);
 }
 
@@ -212,7 +212,7 @@ TEST_F(DaemonApplications, RepairAndResetTagsDisableThem) {
     EXPECT_EQ(
         countLinesWith(infoLine("appStart: repair/reset tag set, application start-up disabled"), daemon->errorLines()),
         1U);
-    EXPECT_EQ(livingDescendants(), std::vector<pid_t>{daemon->pid()});
+    EXPECT_EQ(livingPrograms(), std::vector<pid_t>{daemon->pid()});
     expectGracefulEnd(*daemon);
   }
 }

@@ -25,7 +25,7 @@ class DaemonExecutables : public DaemonTest {
     const auto daemon = node.startedDaemon({"--startup=executable=" + path + " " + arguments});
     daemon->waitForErrorLine(errorLine(ended(how, path)));
     node.waitForFinishedEu(path);
-    EXPECT_EQ(node.raisedErrors(),
+    EXPECT_EQ(node.raisedErrors(1),
               Lines{"kind 1, code 0x1004b: failure of executable " + path + " [ORV_Daemon/src/OrvDaemon:1186]"});
     expectGracefulEnd(*daemon);
   }
@@ -87,7 +87,7 @@ TEST_F(DaemonExecutables, FourthStartsNoneAndSkipsTheApplications) {
   EXPECT_EQ(countLinesWith(errorLine("parseExeDefs: Too many executables specified, maximum is 3"), lines), 1U);
   EXPECT_EQ(countLinesWith(SKIPPED, lines), 1U);
   EXPECT_EQ(countLinesWith("starting", lines), 0U);
-  EXPECT_EQ(livingDescendants(), std::vector<pid_t>{daemon->pid()});
+  EXPECT_EQ(livingPrograms(), std::vector<pid_t>{daemon->pid()});
   expectGracefulEnd(*daemon);
 }
 
@@ -109,8 +109,8 @@ TEST_F(DaemonExecutables, TagNotSetInTimeRaisesAnErrorAndSkipsTheApplications) {
   EXPECT_EQ(countLinesWith("for fast to be set", lines), 0U) << "the first time-out ends the wait";
   EXPECT_EQ(countLinesWith(SKIPPED, lines), 1U);
   EXPECT_EQ(countLinesWith("appStart: ", lines), 0U);
-  EXPECT_EQ(node.raisedErrors(), Lines{"kind 1, code 0x1004b: slow tag not set in time for executable " + exe +
-                                       " [ORV_Daemon/src/OrvDaemon:1317]"});
+  EXPECT_EQ(node.raisedErrors(1), Lines{"kind 1, code 0x1004b: slow tag not set in time for executable " + exe +
+                                        " [ORV_Daemon/src/OrvDaemon:1317]"});
   daemon->waitForOutputLineWith("running ");
   expectGracefulEnd(*daemon);
 }

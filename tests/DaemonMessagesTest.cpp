@@ -27,7 +27,9 @@ class DaemonMessages : public DaemonTest {
     }
     return texts;
   }
-  Lines warnings() const {
+  // The first with `part`, once it is there, and all others.
+  Lines warningsWith(const std::string &part) const {
+    node.waitForEvent(EventKind::LOG, part);
     Lines texts;
     for (const orv::Event &event : node.events()) {
       if (event.kind == EventKind::LOG && event.code == 3) texts.push_back(event.text);
@@ -65,7 +67,9 @@ TEST_F(DaemonMessages, ReceiverIsNamedWithoutLeadingZeros) {
 TEST_F(DaemonMessages, MissingReceiverIsAWarningAmongTheEvents) {
   const auto daemon = node.startedDaemon({"--startup=nid=0x1011,notifreceiver=0x10110123"});
   EXPECT_EQ(countLinesWith("sent to 0x10110123", daemon->errorLines()), 1U);
-  EXPECT_EQ(countLinesWith("message 0x1b9d to 0x10110123 not delivered: ", warnings()), 1U);
+  EXPECT_EQ(countLinesWith("message 0x1b9d to 0x10110123 not delivered: ",
+                           warningsWith("message 0x1b9d to 0x10110123 not delivered: ")),
+            1U);
   EXPECT_EQ(messages(INIT_FINISH).size(), 1U);
   expectGracefulEnd(*daemon);
 }
@@ -73,7 +77,9 @@ TEST_F(DaemonMessages, MissingReceiverIsAWarningAmongTheEvents) {
 TEST_F(DaemonMessages, ReceiverOnAnotherNodeIsRefusedWithAWarning) {
   const auto daemon = node.startedDaemon({"--startup=nid=0x1011,notifreceiver=0x20110123"});
   EXPECT_EQ(countLinesWith("sent to 0x20110123", daemon->errorLines()), 1U);
-  EXPECT_EQ(countLinesWith("message 0x1b9d to 0x20110123 refused: node 0x2011 is another node", warnings()), 1U);
+  EXPECT_EQ(countLinesWith("message 0x1b9d to 0x20110123 refused: node 0x2011 is another node",
+                           warningsWith("message 0x1b9d to 0x20110123 refused: node 0x2011 is another node")),
+            1U);
   expectGracefulEnd(*daemon);
 }
 

@@ -45,7 +45,7 @@ TEST_F(DaemonPrograms, QuotesAroundAllArgumentsBelongToTheFile) {
   expectGracefulEnd(*daemon);
 }
 
-TEST_F(DaemonPrograms, EnvironmentNamesTheNodeAndHidesWhatTheDaemonAloneWasTold) {
+TEST_F(DaemonPrograms, EnvironmentNamesTheNodeAndReplacesWhatTheDaemonAloneWasTold) {
   node.define({"app;" + node.program() + ";print-environment;0;0;"});
   ProcessStart start;
   start.environment = {"NOTIFY_SOCKET=" + node.path("nobody"), "WATCHDOG_USEC=1000000", "LISTEN_FDS=1",
@@ -57,7 +57,7 @@ TEST_F(DaemonPrograms, EnvironmentNamesTheNodeAndHidesWhatTheDaemonAloneWasTold)
   EXPECT_EQ(valuesOf("ORV_NODE_DIR", lines), Lines{node.nodeDirectory()});
   EXPECT_EQ(valuesOf("ORV_EU_NAME", lines), Lines{"app"});
   EXPECT_EQ(valuesOf("SOME_VARIABLE", lines), Lines{"of the daemon"});
-  EXPECT_EQ(valuesOf("NOTIFY_SOCKET", lines), Lines());
+  EXPECT_EQ(valuesOf("NOTIFY_SOCKET", lines), Lines{node.nodeDirectory() + "/notify"});
   EXPECT_EQ(valuesOf("WATCHDOG_USEC", lines), Lines());
   EXPECT_EQ(valuesOf("LISTEN_FDS", lines), Lines());
   expectGracefulEnd(*daemon);

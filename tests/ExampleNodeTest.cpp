@@ -55,7 +55,7 @@ TEST_F(ExampleNode, FailingOneRaisesAnErrorAndAsksForAReset) {
                          exampleStart());
   daemon->waitForErrorLine(errorLine("exeRun: executable 'example-pump' failed with status 7"));
   daemon->waitForErrorLine(infoLine("boardReset: adding 30 s delay before reset"));
-  EXPECT_EQ(node.raisedErrors(),
+  EXPECT_EQ(node.raisedErrors(1),
             Lines{"kind 0, code 0x12345678: failure of application pump [ORV_Daemon/src/OrvDaemon:900]"});
   EXPECT_EQ(node.tagText("orv.board.reset"), "string none");
   expectGracefulEnd(*daemon);

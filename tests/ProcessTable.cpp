@@ -89,6 +89,16 @@ std::vector<pid_t> livingDescendants() {
   return family;
 }
 
+std::vector<pid_t> livingPrograms() {
+  std::vector<pid_t> programs = livingDescendants();
+  std::erase_if(programs, [](pid_t pid) {
+    std::ifstream name("/proc/" + std::to_string(pid) + "/comm");
+    std::string text;
+    return std::getline(name, text) && (text == "orv-guard" || text == "orvCaretaker");  // which is starting it
+  });
+  return programs;
+}
+
 void waitForNoDescendants() {
   const auto deadline = Clock::now() + WAIT_LIMIT;
   while (!livingDescendants().empty()) {

@@ -31,6 +31,9 @@ void adoptOrphans();
 // All descendants of this process that still run.
 std::vector<pid_t> livingDescendants();
 
+// The same without the guards of daemons, which start and end when their daemons see fit.
+std::vector<pid_t> livingPrograms();
+
 // Waits until no descendant runs any more: for those that somebody else is about to end. Throws after WAIT_LIMIT.
 void waitForNoDescendants();
 

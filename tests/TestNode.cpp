@@ -157,12 +157,15 @@ std::vector<orv::Event> TestNode::events() const {
   return store()->events();
 }
 
-std::vector<std::string> TestNode::raisedErrors() const {
-  std::vector<std::string> texts;
-  for (const orv::Event &event : events()) {
-    if (event.kind == orv::EventKind::ERROR_RAISED) texts.push_back(event.text);
-  }
-  return texts;
+std::vector<std::string> TestNode::raisedErrors(size_t count) const {
+  using Texts = std::vector<std::string>;
+  return waitUntilFound<Texts>(std::to_string(count) + " raised errors", [&]() -> std::optional<Texts> {
+    Texts texts;
+    for (const orv::Event &event : events()) {
+      if (event.kind == orv::EventKind::ERROR_RAISED) texts.push_back(event.text);
+    }
+    return texts.size() < count ? std::nullopt : std::optional(texts);
+  });
 }
 
 void TestNode::waitForTag(const std::string &name) const {

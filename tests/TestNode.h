@@ -66,8 +66,8 @@ class TestNode {
   std::string tagText(const std::string &name) const;
   std::vector<orv::EuRecord> eus() const;
   std::vector<orv::Event> events() const;
-  // The texts of the raised errors, oldest first.
-  std::vector<std::string> raisedErrors() const;
+  // The texts of the raised errors, oldest first; waits until there are `count` of them.
+  std::vector<std::string> raisedErrors(size_t count = 0) const;
 
   // Each throws after the limit.
   void waitForTag(const std::string &name) const;

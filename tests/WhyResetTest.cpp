@@ -40,13 +40,14 @@ TEST_F(WhyReset, ResetOfAFailedApplicationIsToldWithItsExitStatus) {
             "the last run    the board was reset, as the node had requested (TIME, AGE after the CE start-up)");
   EXPECT_EQ(lines[1],
             "who asked       pump (" + program + " -v), which exited with 3; reset by " + node.path("watchdog"));
+  EXPECT_EQ(lines[2], "last words      starting | no water");
   EXPECT_EQ(lines[3], "the board says  watchdog0 (Board Dog): the watchdog reset the board");
   EXPECT_EQ(lines[4], "this run        started at TIME, 1 requested reset in a row");
 }
 
 TEST_F(WhyReset, ResetOfAnApplicationThatNeverCameOnlineNamesItsTag) {
-  node.define({"tank;" + node.program() + ";online tank.online;0;0;tank.online",
-               "pump;" + node.program() + ";stay;0;0;pump.online", "radio;" + node.program() + ";stay;0;0;"});
+  node.define({"tank;" + node.program() + ";stay;0;0;", "pump;" + node.program() + ";stay;0;0;pump.online",
+               "radio;" + node.program() + ";stay;0;0;"});
   startUntilReset({"FAKE_BOARD_HURRIES=1"});
   boot(2);
   node.define({});

@@ -3,22 +3,23 @@
 #include <cstdio>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "ExecutionUnits.h"
 #include "Platform.h"
+#include "StoreWriter.h"
 
 namespace {
 
 void recordError(uint32_t code, const std::string &text) {
-  if (orv::NodeStore *store = orv::nodeStore()) {
-    orv::Event event;
-    event.kind = orv::EventKind::ERROR_RAISED;
-    event.code = code;
-    event.euId = orv::currentEu();
-    event.text = text;
-    const orv::Status status = store->appendEvent(event);
-    if (!status.ok()) orv::platformComplain(orv::SEVERITY_ERROR, status.message);
-  }
+  orv::nodeStore();  // a program that only raises errors is one of the node as well
+  orv::Event event;
+  event.kind = orv::EventKind::ERROR_RAISED;
+  event.code = code;
+  event.euId = orv::currentEu();
+  event.text = text;
+  orv::recordEvent(std::move(event));
+  orv::flushRecords();  // what may follow is a reset of the board
   orv::platformComplain(orv::SEVERITY_ERROR, "raised error " + text);
 }
 

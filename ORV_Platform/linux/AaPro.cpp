@@ -3,10 +3,13 @@
 #include <cerrno>
 #include <exception>
 #include <string>
+#include <utility>
 
+#include "Caretaker.h"
 #include "Command.h"
 #include "ExecutionUnits.h"
 #include "Platform.h"
+#include "StoreWriter.h"
 
 namespace orv {
 namespace {
@@ -61,6 +64,10 @@ class CommandRecord {
           "pid " + std::to_string(record_->pid) + ": wait status " + std::to_string(waitStatus));
   }
 
+  pid_t pid() const {
+    return static_cast<pid_t>(record_->pid);
+  }
+
   void launchFailed(const Status &status) {
     record_->state = EuState::LAUNCH_FAILED;
     record_->result = status.code;
@@ -70,14 +77,11 @@ class CommandRecord {
 
  private:
   void write(EventKind kind, const std::string &text) {
-    NodeStore *store = nodeStore();
-    if (store == nullptr) return;
+    if (record_->id != 0) return recordEu(*record_, kind, text);
     Event event;
     event.kind = kind;
-    event.euId = record_->id;
     event.text = text;
-    const Status status = record_->id == 0 ? store->appendEvent(event) : store->putEu(*record_, &event);
-    if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
+    recordEvent(std::move(event));
   }
 
   EuRecord fallback_;  // for a thread that is no EU
@@ -98,6 +102,7 @@ int32_t execute(const Program &program, uint32_t supervisionFlags, int32_t &wait
   waitStatus = status;
   const int32_t result = status == 0 ? RAN_AND_SUCCEEDED : RAN_AND_FAILED;
   record.ended(EuState::PROGRAM_ENDED, result, status);
+  outputOwnerEnded(record.pid(), status != 0);
   return result;
 }
 
@@ -125,7 +130,7 @@ extern "C" uint32_t AaProEuCurrent(void) {
 extern "C" int32_t AaProCmdExec(const char *path, const char *args, uint32_t supervisionFlags, int32_t *waitStatus) {
   if (path == nullptr || args == nullptr || waitStatus == nullptr) return EINVAL;
   try {
-    return orv::execute({path, args, orv::currentEuName()}, supervisionFlags, *waitStatus);
+    return orv::execute({path, args, orv::currentEuName(), orv::currentEu()}, supervisionFlags, *waitStatus);
   } catch (const std::exception &) {
     return ENOMEM;
   }

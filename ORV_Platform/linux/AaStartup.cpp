@@ -1,14 +1,17 @@
 #include "AaStartup.h"
 
+#include <malloc.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <string>
 
 #include "BoardSettings.h"
+#include "Caretaker.h"
 #include "Command.h"
 #include "ExecutionUnits.h"
 #include "FlightRecorder.h"
@@ -16,8 +19,10 @@
 #include "Platform.h"
 #include "PlatformConfig.h"
 #include "RunRecord.h"
+#include "RunningPrograms.h"
 #include "ServiceManager.h"
 #include "StartupStage.h"
+#include "StoreWriter.h"
 #include "SysComUsers.h"
 
 extern "C" {
@@ -49,15 +54,17 @@ void complainUnlessOk(uint32_t severity, const Status &status) {
   if (!status.ok()) platformComplain(severity, status.message);
 }
 
-void appendEvent(NodeStore &store, EventKind kind, const std::string &text) {
+void noteEvent(EventKind kind, const std::string &text) {
   Event event;
   event.kind = kind;
   event.euId = currentEu();
   event.text = text;
-  complainUnlessOk(SEVERITY_WARNING, store.appendEvent(event));
+  recordEvent(std::move(event));
 }
 
 Status earlyStartup() {
+  // EUs wait for programs: an arena for each of them would be memory for nothing.
+  mallopt(M_ARENA_MAX, 1);
   prepareForPrograms();
   Status status = claimNode();
   if (!status.ok()) return status;
@@ -111,7 +118,13 @@ Status ceStartup() {
   Status status = store->updateRun(run);
   if (!status.ok()) return status;
   beginStartup();
-  appendEvent(*store, EventKind::CE_STARTED, "node id " + std::to_string(run.nid));
+  noteEvent(EventKind::CE_STARTED, "node id " + std::to_string(run.nid));
+  if (const int error = startStoreWriter(); error != 0) {
+    platformComplain(
+        SEVERITY_WARNING,
+        std::string("no thread for the node store, whose writing now holds up the EUs: ") + std::strerror(error));
+  }
+  complainUnlessOk(SEVERITY_WARNING, startCaretaker());
   return Status::success();
 }
 
@@ -124,11 +137,13 @@ Status ceShutdown() {
       store == nullptr ? DEFAULT_GRACE_TIME_MS : numberSetting(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
   Status ended = endPrograms(graceMs);
   complainUnlessOk(SEVERITY_ERROR, ended);
+  stopCaretaker();
+  stopStoreWriter();
   if (store == nullptr) return ended;
   RunInfo run = store->run().value_or(RunInfo{});
   run.state = RunState::DOWN;
   complainUnlessOk(SEVERITY_WARNING, store->updateRun(run));
-  appendEvent(*store, EventKind::CE_STOPPED, "");
+  noteEvent(EventKind::CE_STOPPED, "");
   clearMessageSockets(nodeDirectory());
   Status recorded = recordGracefulShutdown(stateDirectory());
   complainUnlessOk(SEVERITY_ERROR, recorded);

@@ -16,6 +16,7 @@
 
 #include "ExecutionUnits.h"
 #include "Platform.h"
+#include "StoreWriter.h"
 #include "SystemLog.h"
 
 namespace orv {
@@ -51,15 +52,12 @@ bool writeJournal(uint32_t severity, const std::string &text) {
 }
 
 void appendLogEvent(uint32_t severity, const std::string &text) {
-  NodeStore *store = openNodeStore();
-  if (store == nullptr) return;
   Event event;
   event.kind = EventKind::LOG;
   event.code = severity;
   event.euId = currentEu();
   event.text = text;
-  // A log that cannot be written has nowhere to say so.
-  static_cast<void>(store->appendEvent(event));
+  recordEvent(std::move(event));
 }
 
 // What `format` and `arguments` make, whatever its length.

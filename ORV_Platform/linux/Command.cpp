@@ -4,45 +4,25 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
-#include <chrono>
-#include <condition_variable>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
-#include <set>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "ArgumentList.h"
-#include "JournalStream.h"
+#include "Caretaker.h"
+#include "ExecutionUnits.h"
 #include "NodePaths.h"
-#include "ProcessGroups.h"
+#include "Readiness.h"
+#include "RunningPrograms.h"
 #include "Spawn.h"
 
 namespace orv {
 namespace {
-
-// What runs, for the shutdown to end. Never destroyed: EUs may still wait on it while the process exits.
-struct ProgramTable {
-  std::mutex mutex;
-  std::condition_variable changed;
-  bool shuttingDown = false;
-  unsigned starting = 0;     // starts under way
-  std::set<pid_t> running;   // programs, which lead the groups of the same number, until they have been waited for
-  std::set<pid_t> leftOver;  // groups whose program has ended and that still had members then
-};
-
-ProgramTable &programTable() {
-  static auto *table = new ProgramTable;
-  return *table;
-}
-
-[[noreturn]] void blockForEver() {
-  for (;;)
-    pause();
-}
 
 // Told by an init system to the daemon and meant for nobody else.
 bool isDaemonsOwn(std::string_view variable) {
@@ -53,15 +33,30 @@ bool isDaemonsOwn(std::string_view variable) {
   return false;
 }
 
-std::vector<std::string> programEnvironment(const std::string &euName) {
-  std::vector<std::string> environment;
-  for (char **variable = environ; *variable != nullptr; ++variable) {
-    if (!isDaemonsOwn(*variable)) environment.emplace_back(*variable);
+// The variables of a program: the daemon's where they are for everybody, and its own.
+class ProgramEnvironment {
+ public:
+  explicit ProgramEnvironment(const std::string &euName)
+      : own_{"ORV_NODE_DIR=" + nodeDirectory(), "ORV_EU_NAME=" + euName, "NOTIFY_SOCKET=" + readinessAddress()} {
+    for (char **variable = environ; *variable != nullptr; ++variable) {
+      if (!isDaemonsOwn(*variable)) pointers_.push_back(*variable);
+    }
+    for (std::string &variable : own_) {
+      if (variable.back() != '=') pointers_.push_back(variable.data());
+    }
+    pointers_.push_back(nullptr);
   }
-  environment.push_back("ORV_NODE_DIR=" + nodeDirectory());
-  environment.push_back("ORV_EU_NAME=" + euName);
-  return environment;
-}
+  ProgramEnvironment(const ProgramEnvironment &) = delete;
+  ProgramEnvironment &operator=(const ProgramEnvironment &) = delete;
+
+  char *const *get() const {
+    return pointers_.data();
+  }
+
+ private:
+  std::array<std::string, 3> own_;
+  std::vector<char *> pointers_;
+};
 
 std::vector<char *> pointers(std::vector<std::string> &texts) {
   std::vector<char *> result;
@@ -90,57 +85,76 @@ std::string lookUp(const std::string &path) {
 std::string launchAdvice(int error) {
   switch (error) {
     case ENOENT:
+    case ENOTDIR:
       return " (is the path right, and the interpreter that the file names on this machine?)";
     case EACCES:
-      return " (a directory, or no permission to execute: chmod +x)";
+      return " (a directory, or no permission to execute: chmod +x; or a file system mounted noexec)";
     case ENOEXEC:
       return " (a program for another processor, or a script without a #! line)";
     case EAGAIN:
     case ENOMEM:
-      return " (out of processes or memory)";
+      return " (out of processes or memory: see TasksMax= and MemoryMax= of the unit, ulimit -u)";
+    case EMFILE:
+    case ENFILE:
+      return " (out of descriptors: see LimitNOFILE= of the unit, ulimit -n)";
+    case E2BIG:
+      return " (arguments and environment together are too long)";
+    case ETXTBSY:
+      return " (the file is being written: replace programs by renaming, not by copying over them)";
     default:
       return "";
   }
 }
 
-Status launch(const Program &program, pid_t &pid) {
+// The pipe that a program writes to. Without one, for want of descriptors or of a caretaker that would read it, the
+// program writes where the daemon writes.
+struct OutputPipe {
+  Descriptor reading{-1};
+  Descriptor writing{-1};
+
+  OutputPipe() {
+    int ends[2];
+    if (!startCaretaker().ok() || pipe2(ends, O_CLOEXEC) != 0) return;
+    reading.reset(ends[0]);
+    writing.reset(ends[1]);
+  }
+};
+
+Status launch(const Program &program, RunningProgram &started) {
   std::vector<std::string> arguments;
   Status status = splitArguments(program.args, arguments);
   if (!status.ok()) return status;
   arguments.insert(arguments.begin(), program.path);
-  std::vector<std::string> environment = programEnvironment(program.euName);
+  OutputPipe output;
+  const ProgramEnvironment environment(program.euName);
   const std::string file = lookUp(program.path);
-  const Descriptor journal = openJournalStream(program.euName);
 
-  std::vector<char *> argumentPointers = pointers(arguments);
-  std::vector<char *> environmentPointers = pointers(environment);
+  const std::vector<char *> argumentPointers = pointers(arguments);
   SpawnRequest request;
   request.file = file.c_str();
   request.arguments = argumentPointers.data();
-  request.environment = environmentPointers.data();
-  request.outputDescriptor = journal.get();
-  const int error = spawnProgram(request, pid);
-  if (error == 0) return Status::success();
-  return Status::failure(error == EIO ? -EIO : error,
-                         "cannot start " + program.path + ": " + std::strerror(error) + launchAdvice(error));
+  request.environment = environment.get();
+  request.outputDescriptor = output.writing.get();
+  const int error = spawnProgram(request, started.pid);
+  if (error != 0) {
+    return Status::failure(error == EIO ? -EIO : error,
+                           "cannot start " + program.path + ": " + std::strerror(error) + launchAdvice(error));
+  }
+  if (output.reading.get() >= 0) watchOutput(std::move(output.reading), started.pid, program.euId, program.euName);
+  return Status::success();
 }
 
 // Starts a program and puts it on the list, as one step for the shutdown.
-Status launchListed(const Program &program, pid_t &pid) {
-  ProgramTable &table = programTable();
-  {
-    std::unique_lock lock(table.mutex);
-    if (table.shuttingDown) {
-      lock.unlock();
-      blockForEver();
-    }
-    ++table.starting;
+Status launchListed(const Program &program, RunningProgram &started) {
+  beginProgramStart();
+  started.euId = program.euId;
+  started.euName = program.euName;
+  Status status = launch(program, started);
+  if (status.ok()) {
+    endProgramStart(started);
+  } else {
+    endProgramStart();
   }
-  Status status = launch(program, pid);
-  const std::lock_guard lock(table.mutex);
-  --table.starting;
-  if (status.ok()) table.running.insert(pid);
-  table.changed.notify_all();
   return status;
 }
 
@@ -151,75 +165,31 @@ int32_t waitForEnd(pid_t pid) {
   return waitStatus;
 }
 
-// Takes an ended program off the list. True when the shutdown has begun.
-bool unlist(pid_t pid) {
-  ProgramTable &table = programTable();
-  const std::lock_guard lock(table.mutex);
-  table.running.erase(pid);
-  // The group's number is not used again while it has members.
-  if (groupExists(pid)) table.leftOver.insert(pid);
-  table.changed.notify_all();
-  return table.shuttingDown;
-}
-
 }  // namespace
 
 Status runProgram(const Program &program, const std::function<void(int32_t pid)> &onStart, int32_t &waitStatus,
                   const std::function<void(int32_t waitStatus)> &onShutdown) {
-  pid_t pid = 0;
-  Status status = launchListed(program, pid);
+  RunningProgram started;
+  Status status = launchListed(program, started);
   if (!status.ok()) return status;
-  onStart(pid);
-  const int32_t ended = waitForEnd(pid);
-  if (unlist(pid)) {
+  onStart(started.pid);
+  releaseUnusedStack();
+  const int32_t ended = waitForEnd(started.pid);
+  if (programHasEnded(started.pid)) {
     onShutdown(ended);
+    outputOwnerEnded(started.pid, false);
     blockForEver();
   }
   waitStatus = ended;
   return Status::success();
 }
 
-Status endPrograms(uint32_t graceMs) {
-  using Clock = std::chrono::steady_clock;
-  // SIGKILL leaves nobody but who waits inside the kernel for a device.
-  constexpr auto KILL_TIMEOUT = std::chrono::seconds(5);
-  // How often groups without a program are looked at; programs are waited for without polling.
-  constexpr auto GROUP_POLL_INTERVAL = std::chrono::milliseconds(5);
-
-  ProgramTable &table = programTable();
-  std::unique_lock lock(table.mutex);
-  table.shuttingDown = true;
-  table.changed.wait(lock, [&] { return table.starting == 0; });
-
-  const auto allGroups = [&] {
-    std::set<pid_t> groups = table.leftOver;
-    groups.insert(table.running.begin(), table.running.end());
-    return groups;
-  };
-  const auto waitUntilGone = [&](Clock::time_point deadline) {
-    if (!table.changed.wait_until(lock, deadline, [&] { return table.running.empty(); })) return false;
-    for (;;) {
-      std::erase_if(table.leftOver, [](pid_t group) { return !groupHasLivingMember(group); });
-      if (table.leftOver.empty()) return true;
-      if (Clock::now() >= deadline) return false;
-      table.changed.wait_for(lock, GROUP_POLL_INTERVAL);
-    }
-  };
-
-  for (const pid_t group : allGroups()) {
-    kill(-group, SIGTERM);
-    kill(-group, SIGCONT);  // a stopped program sees its SIGTERM only when it goes on
-  }
-  if (waitUntilGone(Clock::now() + std::chrono::milliseconds(graceMs))) return Status::success();
-  for (const pid_t group : allGroups())
-    kill(-group, SIGKILL);
-  if (waitUntilGone(Clock::now() + KILL_TIMEOUT)) return Status::success();
-  return Status::failure(ETIMEDOUT, "programs survive SIGKILL, waiting inside the kernel: " +
-                                        std::to_string(allGroups().size()) + " process groups");
-}
-
 void prepareForPrograms() {
   std::signal(SIGCHLD, SIG_DFL);
+  sigset_t childSignal;
+  sigemptyset(&childSignal);
+  sigaddset(&childSignal, SIGCHLD);
+  pthread_sigmask(SIG_BLOCK, &childSignal, nullptr);
 }
 
 }  // namespace orv

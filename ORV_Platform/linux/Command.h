@@ -1,10 +1,10 @@
-// Programs of the node: how one is started, and how all of them are ended.
+// Programs of the node: how one is started. RunningPrograms.h says how all of them are ended.
 //
 // A program runs in a process group of its own, with signal mask and dispositions reset, /dev/null as standard input,
-// no descriptor but the standard three, and the daemon's environment without what an init system told the daemon alone.
-// Its output goes to the journal under its EU's name where the daemon's own goes there, else to where the daemon's
-// goes. The kernel kills it when the daemon dies: the request is bound to the thread that starts the program, which
-// therefore stays in runProgram until the program has ended.
+// no descriptor but the standard three, and the daemon's environment without what an init system told the daemon alone,
+// with ORV_NODE_DIR, ORV_EU_NAME and a NOTIFY_SOCKET of the node's own (Readiness.h). The caretaker takes its output
+// (Caretaker.h). The kernel kills it when the daemon dies: the request is bound to the thread that starts the program,
+// which therefore stays in runProgram until the program has ended.
 #ifndef ORV_LINUX_COMMAND_H
 #define ORV_LINUX_COMMAND_H
 
@@ -20,6 +20,7 @@ struct Program {
   std::string path;  // looked up in PATH when it has no "/"
   std::string args;  // see ArgumentList.h
   std::string euName;
+  uint32_t euId = 0;
 };
 
 // Runs a program to its end.
@@ -32,12 +33,8 @@ struct Program {
 Status runProgram(const Program &program, const std::function<void(int32_t pid)> &onStart, int32_t &waitStatus,
                   const std::function<void(int32_t waitStatus)> &onShutdown);
 
-// Ends all programs, with the process groups that they leave behind: SIGTERM to all at once, SIGKILL to those that are
-// still there after `graceMs`. No program can be started from here on. Returns when all are gone; fails with ETIMEDOUT
-// when some are there for all that.
-Status endPrograms(uint32_t graceMs);
-
-// Undoes an inherited SIG_IGN of SIGCHLD, with which the kernel would throw away how programs end.
+// Undoes an inherited SIG_IGN of SIGCHLD, with which the kernel would throw away how programs end, and blocks the
+// signal in the calling thread and all that it starts from then on, for the caretaker to have it.
 void prepareForPrograms();
 
 }  // namespace orv

@@ -15,6 +15,11 @@ class Descriptor {
   ~Descriptor() {
     if (value_ >= 0) close(value_);
   }
+  Descriptor(Descriptor &&other) noexcept : value_(other.release()) {}
+  Descriptor &operator=(Descriptor &&other) noexcept {
+    reset(other.release());
+    return *this;
+  }
   Descriptor(const Descriptor &) = delete;
   Descriptor &operator=(const Descriptor &) = delete;
 
@@ -24,6 +29,11 @@ class Descriptor {
   // Hands the descriptor over to the caller.
   int release() {
     return std::exchange(value_, -1);
+  }
+  // Closes the descriptor and takes another one.
+  void reset(int value = -1) {
+    const int previous = std::exchange(value_, value);
+    if (previous >= 0) close(previous);
   }
 
  private:

@@ -1,6 +1,7 @@
 #include "ExecutionUnits.h"
 
 #include <pthread.h>
+#include <sys/mman.h>
 
 #include <algorithm>
 #include <atomic>
@@ -13,6 +14,7 @@
 #include "Platform.h"
 #include "ServiceManager.h"
 #include "StartupStage.h"
+#include "StoreWriter.h"
 
 namespace orv {
 namespace {
@@ -30,7 +32,16 @@ struct ExecutionUnit {
   bool isStartup = false;  // see StartupStage.h
 };
 
+// How much of the stack below its frame an EU gives back. Deeper it seldom gets, and what starts it off lies above: the
+// start-up's table with its calls, thread-local data. All of it together is well within MIN_STACK_BYTES.
+constexpr size_t RELEASED_STACK_BYTES = 128UL * 1024;
+constexpr size_t PAGE_BYTES = 4096;
+
+// What lies above an EU's first frame in its stack: thread-local data and the C library's own.
+constexpr size_t ABOVE_FIRST_FRAME_BYTES = 64UL * 1024;
+
 thread_local ExecutionUnit *gCurrentUnit = nullptr;
+thread_local uintptr_t gStackLimit = 0;  // below it may be another's memory
 
 std::atomic<uint32_t> gLastId{0};
 
@@ -49,19 +60,10 @@ void reportUnlessOk(const Status &status) {
   if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
 }
 
-void storeRecord(const EuRecord &record, EventKind kind, const std::string &text) {
-  NodeStore *store = nodeStore();
-  if (store == nullptr) return;
-  Event event;
-  event.kind = kind;
-  event.euId = record.id;
-  event.text = text;
-  reportUnlessOk(store->putEu(record, &event));
-}
-
 void *runUnit(void *argument) {
   std::unique_ptr<ExecutionUnit> unit(static_cast<ExecutionUnit *>(argument));
   gCurrentUnit = unit.get();
+  gStackLimit = reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) - (MIN_STACK_BYTES - ABOVE_FIRST_FRAME_BYTES);
   pthread_setname_np(pthread_self(), unit->record.name.substr(0, KERNEL_NAME_LENGTH).c_str());
   if (unit->isStartup) enterStartupEu();
   void *result = unit->entry(unit->argument.get());
@@ -70,7 +72,7 @@ void *runUnit(void *argument) {
     stopFeeding();
   }
   unit->record.finished = true;
-  storeRecord(unit->record, EventKind::EU_FINISHED, unit->record.name);
+  recordEu(unit->record, EventKind::EU_FINISHED, unit->record.name);
   gCurrentUnit = nullptr;
   return result;
 }
@@ -110,7 +112,7 @@ int32_t createEu(const EuRequest &request, uint32_t &id) {
   unit->record.name = request.name;
   unit->record.createdNs = monotonicNs();
   // Written before the EU runs, so that its own records come after it.
-  storeRecord(unit->record, EventKind::EU_CREATED, request.name);
+  recordEu(unit->record, EventKind::EU_CREATED, request.name);
 
   unit->isStartup = isStartupToBe(request.joinable);
   if (unit->isStartup) reportUnlessOk(startFeeding());
@@ -126,7 +128,7 @@ int32_t createEu(const EuRequest &request, uint32_t &id) {
     unit->record.finished = true;
     unit->record.state = EuState::LAUNCH_FAILED;
     unit->record.result = error;
-    storeRecord(unit->record, EventKind::LAUNCH_FAILED, request.name + ": no thread: " + std::strerror(error));
+    recordEu(unit->record, EventKind::LAUNCH_FAILED, request.name + ": no thread: " + std::strerror(error));
     return error;
   }
   static_cast<void>(unit.release());  // the EU's own from here on
@@ -144,6 +146,17 @@ std::string currentEuName() {
 
 EuRecord *currentEuRecord() {
   return gCurrentUnit == nullptr ? nullptr : &gCurrentUnit->record;
+}
+
+__attribute__((noinline)) void releaseUnusedStack() {
+  // A page is left for the frames of what is called here. Larger pages than assumed make the request fail, which does
+  // no harm.
+  if (gCurrentUnit == nullptr) return;
+  const auto frame = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
+  const uintptr_t end = (frame - PAGE_BYTES / 2) / PAGE_BYTES * PAGE_BYTES;
+  const uintptr_t lowest = gStackLimit / PAGE_BYTES * PAGE_BYTES + PAGE_BYTES;
+  const uintptr_t begin = std::max(end - RELEASED_STACK_BYTES, lowest);
+  if (begin < end) madvise(reinterpret_cast<void *>(begin), end - begin, MADV_DONTNEED);
 }
 
 void joinEus() {

@@ -7,16 +7,17 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <system_error>
-#include <thread>
 #include <utility>
 
 #include "BoardSettings.h"
 #include "ExecutionUnits.h"
 #include "LastRun.h"
+#include "NoThrow.h"
 #include "NodePaths.h"
 #include "Platform.h"
+#include "ServiceThread.h"
 #include "StartupStage.h"
+#include "StoreWriter.h"
 
 namespace orv {
 namespace {
@@ -96,6 +97,24 @@ void takeLastWords(const NodeStore &store, uint32_t euId, FlightEntry &entry) {
   }
 }
 
+struct StorageJob {
+  explicit StorageJob(std::function<Status()> theWork) : work(std::move(theWork)) {}
+  std::function<Status()> work;
+  std::mutex mutex;
+  std::condition_variable done;
+  std::optional<Status> result;
+};
+
+void *runStorageJob(void *argument) {
+  const std::unique_ptr<std::shared_ptr<StorageJob>> owner(static_cast<std::shared_ptr<StorageJob> *>(argument));
+  StorageJob &job = **owner;
+  Status result = withoutExceptions<Status>(Status{ENOMEM, {}}, [&] { return job.work(); });
+  const std::lock_guard lock(job.mutex);
+  job.result = std::move(result);
+  job.done.notify_all();
+  return nullptr;
+}
+
 }  // namespace
 
 Status recordRunStart(const NodeStore &store, const ResetLimits &limits, RunRecord &record) {
@@ -135,6 +154,7 @@ FlightEntry resetEntry(FlightKind kind, const std::string &means) {
   entry.kind = kind;
   entry.means = means;
   stamp(entry);
+  flushRecords();  // what has just happened, and the program's last words, are on their way into the store
   const NodeStore *store = nodeStore();
   const uint32_t euId = takeRequester(store, entry);
   if (store != nullptr) takeEvents(*store, entry);
@@ -143,24 +163,15 @@ FlightEntry resetEntry(FlightKind kind, const std::string &means) {
 }
 
 Status withinStorageLimit(const std::string &what, std::function<Status()> work) {
-  struct Shared {
-    std::mutex mutex;
-    std::condition_variable done;
-    std::optional<Status> result;
-  };
-  const auto shared = std::make_shared<Shared>();
-  try {
-    std::thread([shared, work] {
-      Status result = work();
-      const std::lock_guard lock(shared->mutex);
-      shared->result = std::move(result);
-      shared->done.notify_all();
-    }).detach();
-  } catch (const std::system_error &) {
-    return work();  // no thread to be had
-  }
-  std::unique_lock lock(shared->mutex);
-  if (shared->done.wait_for(lock, STORAGE_LIMIT, [&] { return shared->result.has_value(); })) return *shared->result;
+  const auto job = std::make_shared<StorageJob>(std::move(work));
+  // The thread's own reference: the work may outlast this call.
+  auto threadsJob = std::make_unique<std::shared_ptr<StorageJob>>(job);
+  pthread_t thread;
+  if (startServiceThread("orv-storage", runStorageJob, threadsJob.get(), thread) != 0) return job->work();
+  static_cast<void>(threadsJob.release());
+  pthread_detach(thread);
+  std::unique_lock lock(job->mutex);
+  if (job->done.wait_for(lock, STORAGE_LIMIT, [&] { return job->result.has_value(); })) return *job->result;
   return Status::failure(ETIMEDOUT, "cannot " + what + " in " + std::to_string(STORAGE_LIMIT.count()) +
                                         " s and does not wait for it any longer: does the storage of " +
                                         stateDirectory() + " hang?");

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <string>
+#include <utility>
 
 #include "BoardSettings.h"
 #include "ExecutionUnits.h"
@@ -13,6 +14,7 @@
 #include "Platform.h"
 #include "ResetHold.h"
 #include "RunRecord.h"
+#include "StoreWriter.h"
 
 namespace orv {
 namespace {
@@ -21,14 +23,12 @@ void complainUnlessOk(const Status &status) {
   if (!status.ok()) platformComplain(SEVERITY_ERROR, status.message);
 }
 
-void appendEvent(EventKind kind, const std::string &text) {
-  NodeStore *store = nodeStore();
-  if (store == nullptr) return;
+void noteEvent(EventKind kind, const std::string &text) {
   Event event;
   event.kind = kind;
   event.euId = currentEu();
   event.text = text;
-  complainUnlessOk(store->appendEvent(event));
+  recordEvent(std::move(event));
 }
 
 void writeEntry(const FlightEntry &entry) {
@@ -39,7 +39,8 @@ void writeEntry(const FlightEntry &entry) {
 }
 
 void resetRefused(const std::string &reason) {
-  appendEvent(EventKind::RESET_REQUESTED, reason);
+  noteEvent(EventKind::RESET_REQUESTED, reason);
+  flushRecords();
   platformLog(SEVERITY_WARNING, reason);
 }
 
@@ -51,7 +52,7 @@ bool resetIsHeld(const std::string &means) {
   const FlightEntry entry = resetEntry(FlightKind::RESET_HELD, means);
   const std::string text = "would have reset the board by " + means + ", as asked for by " + requesterText(entry) +
                            ": resets are held (orvctl reset hold --off lets them through)";
-  appendEvent(EventKind::RESET_HELD, text);
+  noteEvent(EventKind::RESET_HELD, text);
   platformLog(SEVERITY_WARNING, text);
   writeEntry(entry);
   return true;
@@ -59,7 +60,8 @@ bool resetIsHeld(const std::string &means) {
 
 void resetBegins(const std::string &means) {
   const FlightEntry entry = resetEntry(FlightKind::RESET_REQUESTED, means);
-  appendEvent(EventKind::RESET_REQUESTED, "board reset by " + means);
+  noteEvent(EventKind::RESET_REQUESTED, "board reset by " + means);
+  flushRecords();
   platformLog(SEVERITY_WARNING, "board reset by " + means + ", as asked for by " + requesterText(entry));
   writeEntry(entry);
   const NodeStore *store = nodeStore();
@@ -69,7 +71,8 @@ void resetBegins(const std::string &means) {
 }
 
 void resetFailed(const std::string &reason) {
-  appendEvent(EventKind::RESET_REQUESTED, reason);
+  noteEvent(EventKind::RESET_REQUESTED, reason);
+  flushRecords();
   platformLog(SEVERITY_ERROR, reason);
   writeEntry(resetEntry(FlightKind::RESET_FAILED, reason));
   complainUnlessOk(withinStorageLimit("write the run record", [] { return withdrawResetRequest(stateDirectory()); }));

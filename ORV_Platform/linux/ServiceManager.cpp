@@ -6,10 +6,11 @@
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
+#include <optional>
 #include <system_error>
-#include <thread>
 
 #include "Datagrams.h"
+#include "ServiceThread.h"
 
 namespace orv {
 namespace {
@@ -19,7 +20,8 @@ struct Feeder {
   std::mutex mutex;
   std::condition_variable stopping;
   bool stop = false;
-  std::thread thread;
+  std::chrono::microseconds interval{0};
+  std::optional<pthread_t> thread;
 };
 
 Feeder &feeder() {
@@ -27,12 +29,13 @@ Feeder &feeder() {
   return *theFeeder;
 }
 
-void feed(std::chrono::microseconds interval) {
+void *feed(void *) {
   Feeder &self = feeder();
   std::unique_lock lock(self.mutex);
   do {
     tellServiceManager("WATCHDOG=1");
-  } while (!self.stopping.wait_for(lock, interval, [&] { return self.stop; }));
+  } while (!self.stopping.wait_for(lock, self.interval, [&] { return self.stop; }));
+  return nullptr;
 }
 
 }  // namespace
@@ -57,26 +60,27 @@ Status startFeeding() {
   }
   Feeder &self = feeder();
   const std::lock_guard lock(self.mutex);
-  if (self.stop || self.thread.joinable()) return Status::success();
-  try {
-    self.thread = std::thread(feed, std::chrono::microseconds(intervalUs / 2));
-  } catch (const std::system_error &error) {
-    return Status::failure(error.code().value(),
-                           std::string("the service manager's watchdog is not fed: no thread: ") + error.what());
+  if (self.stop || self.thread) return Status::success();
+  self.interval = std::chrono::microseconds(intervalUs / 2);
+  pthread_t thread;
+  if (const int error = startServiceThread("orv-watchdog", feed, nullptr, thread); error != 0) {
+    return Status::failure(
+        error, "the service manager's watchdog is not fed: no thread: " + std::generic_category().message(error));
   }
+  self.thread = thread;
   return Status::success();
 }
 
 void stopFeeding() {
   Feeder &self = feeder();
-  std::thread thread;
+  std::optional<pthread_t> thread;
   {
     const std::lock_guard lock(self.mutex);
     self.stop = true;
     thread.swap(self.thread);
   }
   self.stopping.notify_all();
-  if (thread.joinable()) thread.join();
+  if (thread) pthread_join(*thread, nullptr);
 }
 
 }  // namespace orv

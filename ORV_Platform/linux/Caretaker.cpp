@@ -1,0 +1,226 @@
+#include "Caretaker.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <sys/prctl.h>
+#include <sys/signalfd.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "Guard.h"
+#include "Orphans.h"
+#include "Platform.h"
+#include "ProgramOutputs.h"
+#include "Readiness.h"
+#include "RunningPrograms.h"
+#include "ServiceThread.h"
+
+namespace orv {
+namespace {
+
+// How long a line without an end waits for its rest before it is shown as it is.
+constexpr int UNFINISHED_LINE_MS = 200;
+
+// What woke the caretaker: one of these, or else the program whose output can be read.
+constexpr uint64_t WAKE = 0;
+constexpr uint64_t CHILD_SIGNAL = 1ULL << 32U;
+constexpr uint64_t READINESS = 2ULL << 32U;
+
+struct Addition {
+  int pipe;
+  pid_t program;
+  uint32_t euId;
+  std::string euName;
+};
+
+struct Ending {
+  pid_t program;
+  bool failed;
+};
+
+// Never destroyed: EUs may still end while the process exits.
+struct Caretaker {
+  std::mutex starting;  // of the whole start and end
+  bool running = false;
+  pthread_t thread{};
+  int poller = -1;
+  int wakeUp = -1;
+  int childSignal = -1;
+  int readiness = -1;
+
+  std::mutex mutex;  // of the requests below
+  std::vector<Addition> additions;
+  std::vector<Ending> endings;
+  bool ending = false;
+};
+
+Caretaker &caretaker() {
+  static auto *instance = new Caretaker;
+  return *instance;
+}
+
+void wake(const Caretaker &all) {
+  const uint64_t one = 1;
+  const ssize_t written = write(all.wakeUp, &one, sizeof one);
+  static_cast<void>(written);  // a counter that is full wakes just as well
+}
+
+bool watch(const Caretaker &all, int descriptor, uint64_t what) {
+  epoll_event event = {};
+  event.events = EPOLLIN;
+  event.data.u64 = what;
+  return epoll_ctl(all.poller, EPOLL_CTL_ADD, descriptor, &event) == 0;
+}
+
+void drain(int descriptor) {
+  std::array<char, 1024> bytes;
+  while (read(descriptor, bytes.data(), bytes.size()) > 0) {
+  }
+}
+
+// Whether the caretaker is to end.
+bool takeRequests(Caretaker &all, ProgramOutputs &outputs) {
+  std::vector<Addition> additions;
+  std::vector<Ending> endings;
+  bool ending = false;
+  {
+    const std::lock_guard lock(all.mutex);
+    additions.swap(all.additions);
+    endings.swap(all.endings);
+    ending = all.ending;
+  }
+  for (const Addition &addition : additions) {
+    outputs.add(addition.pipe, addition.program, addition.euId, addition.euName);
+    // It wakes at once where something waits already.
+    watch(all, addition.pipe, static_cast<uint64_t>(addition.program));
+  }
+  for (const Ending &ended : endings)
+    outputs.programEnded(ended.program, ended.failed);
+  if (!endings.empty() && !programsAreEnded()) guardOrphans();
+  return ending;
+}
+
+void *runCaretaker(void *) {
+  Caretaker &all = caretaker();
+  ProgramOutputs outputs;
+  const Status guarded = startGuard();
+  if (!guarded.ok()) platformLog(SEVERITY_WARNING, guarded.message);
+  for (;;) {
+    std::array<epoll_event, 32> events;
+    const int timeoutMs = outputs.hasUnfinishedLines() ? UNFINISHED_LINE_MS : -1;
+    const int count = epoll_wait(all.poller, events.data(), static_cast<int>(events.size()), timeoutMs);
+    if (count == 0) outputs.flushUnfinishedLines();
+    for (int i = 0; i < count; ++i) {
+      const uint64_t what = events[static_cast<size_t>(i)].data.u64;
+      if (what == CHILD_SIGNAL) {
+        drain(all.childSignal);
+        collectOrphans();
+      } else if (what == READINESS) {
+        takeReadinessMessages(all.readiness);
+      } else if (what == WAKE) {
+        drain(all.wakeUp);
+        if (takeRequests(all, outputs)) return nullptr;
+        collectOrphans();
+      } else {
+        outputs.read(static_cast<pid_t>(what));
+      }
+    }
+  }
+}
+
+// Where prepareForPrograms has not been called, SIGCHLD is thrown away before it is seen here, and orphans are
+// collected when a program ends.
+int childSignalDescriptor() {
+  sigset_t childSignal;
+  sigemptyset(&childSignal);
+  sigaddset(&childSignal, SIGCHLD);
+  return signalfd(-1, &childSignal, SFD_CLOEXEC | SFD_NONBLOCK);
+}
+
+Status failure(const char *what) {
+  const int error = errno;
+  return Status::failure(error, std::string("programs run without a caretaker: ") + what + ": " + std::strerror(error));
+}
+
+Status openDescriptors(Caretaker &all) {
+  if (all.poller >= 0) return Status::success();
+  const int poller = epoll_create1(EPOLL_CLOEXEC);
+  if (poller < 0) return failure("no epoll descriptor");
+  all.poller = poller;
+  all.wakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  all.childSignal = childSignalDescriptor();
+  if (!watch(all, all.wakeUp, WAKE) || !watch(all, all.childSignal, CHILD_SIGNAL)) return failure("no descriptor");
+  return Status::success();
+}
+
+}  // namespace
+
+Status startCaretaker() {
+  Caretaker &all = caretaker();
+  const std::lock_guard lock(all.starting);
+  if (all.running) return Status::success();
+  prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0);
+  Status status = openDescriptors(all);
+  if (!status.ok()) return status;
+  if (all.readiness < 0) {
+    status = openReadinessSocket(all.readiness);
+    if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
+    if (all.readiness >= 0) watch(all, all.readiness, READINESS);
+  }
+  status = prepareGuard();
+  if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
+  all.ending = false;
+  errno = startServiceThread("orvCaretaker", runCaretaker, nullptr, all.thread);
+  if (errno != 0) return failure("no thread");
+  all.running = true;
+  return Status::success();
+}
+
+void stopCaretaker() {
+  Caretaker &all = caretaker();
+  const std::lock_guard lock(all.starting);
+  if (!all.running) return;
+  {
+    const std::lock_guard requests(all.mutex);
+    all.ending = true;
+  }
+  wake(all);
+  pthread_join(all.thread, nullptr);
+  all.running = false;
+  removeReadinessSocket();
+}
+
+void watchOutput(Descriptor &&pipe, pid_t program, uint32_t euId, const std::string &euName) {
+  Caretaker &all = caretaker();
+  fcntl(pipe.get(), F_SETFL, O_NONBLOCK);
+  {
+    const std::lock_guard lock(all.mutex);
+    all.additions.push_back({pipe.release(), program, euId, euName});
+  }
+  wake(all);
+}
+
+void outputOwnerEnded(pid_t program, bool failed) {
+  Caretaker &all = caretaker();
+  {
+    const std::lock_guard lock(all.mutex);
+    all.endings.push_back({program, failed});
+  }
+  wake(all);
+}
+
+void wakeForOrphans() {
+  wake(caretaker());
+}
+
+}  // namespace orv

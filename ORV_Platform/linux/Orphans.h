@@ -1,0 +1,16 @@
+// Processes that programs leave behind: whose parent has ended, so that they have become this process's children.
+#ifndef ORV_LINUX_ORPHANS_H
+#define ORV_LINUX_ORPHANS_H
+
+namespace orv {
+
+// Collects the ends of those that have ended. Children of this process's own process group are left alone: they are
+// somebody else's in this process. A guard that has ended by itself is started again.
+void collectOrphans();
+
+// Puts those that live on the guard's list. To be called after a program has ended.
+void guardOrphans();
+
+}  // namespace orv
+
+#endif

@@ -1,0 +1,131 @@
+#include "ProgramOutputs.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include "JournalStream.h"
+#include "Platform.h"
+#include "StoreWriter.h"
+
+namespace orv {
+namespace {
+
+// What a pipe holds.
+constexpr size_t READ_BYTES = 64UL * 1024;
+
+// How often one output is read before the others have their turn.
+constexpr int READS_AT_ONCE = 4;
+
+// How often at most what a program left in its pipe is read; others may hold the pipe and go on writing.
+constexpr int READS_AT_THE_END = 64;
+
+// A pipe that can be written to takes as much without waiting (PIPE_BUF).
+constexpr size_t WRITE_BYTES = 4096;
+
+}  // namespace
+
+ProgramOutputs::ProgramOutputs() : buffer_(READ_BYTES) {}
+
+void ProgramOutputs::add(int pipe, pid_t program, uint32_t euId, const std::string &euName) {
+  outputs_.erase(program);  // of an earlier process with that number
+  outputs_.try_emplace(program, Output{Descriptor(pipe), openJournalStream(euName), euId, {}, false});
+}
+
+void ProgramOutputs::read(pid_t program) {
+  const auto found = outputs_.find(program);
+  if (found == outputs_.end()) return;
+  for (int i = 0; i < READS_AT_ONCE && readOnce(found->second); ++i) {
+  }
+  if (found->second.pipe.get() < 0 && found->second.programEnded) forget(program);
+}
+
+void ProgramOutputs::programEnded(pid_t program, bool failed) {
+  const auto found = outputs_.find(program);
+  if (found == outputs_.end()) return;
+  Output &output = found->second;
+  for (int i = 0; i < READS_AT_THE_END && readOnce(output); ++i) {
+  }
+  output.programEnded = true;
+  output.lines.flush(monotonicNs(), lines_);
+  if (!lines_.empty()) recordOutput(output.euId, std::exchange(lines_, {}));
+  if (failed) {
+    for (const std::string &line : output.lines.lastWords()) {
+      Event event;
+      event.kind = EventKind::LAST_WORDS;
+      event.euId = output.euId;
+      event.text = line;
+      recordEvent(std::move(event));
+    }
+  }
+  if (output.pipe.get() < 0) forget(program);
+}
+
+bool ProgramOutputs::hasUnfinishedLines() const {
+  return std::any_of(outputs_.begin(), outputs_.end(),
+                     [](const auto &entry) { return entry.second.lines.hasUnfinishedLine(); });
+}
+
+void ProgramOutputs::flushUnfinishedLines() {
+  for (auto &[program, output] : outputs_) {
+    output.lines.flush(monotonicNs(), lines_);
+    if (!lines_.empty()) recordOutput(output.euId, std::exchange(lines_, {}));
+  }
+}
+
+// Whether there may be more.
+bool ProgramOutputs::readOnce(Output &output) {
+  if (output.pipe.get() < 0) return false;
+  const ssize_t length = ::read(output.pipe.get(), buffer_.data(), buffer_.size());
+  if (length < 0 && errno == EINTR) return true;
+  if (length < 0 && errno == EAGAIN) return false;
+  if (length <= 0) {
+    finish(output);
+    return false;
+  }
+  const auto count = static_cast<size_t>(length);
+  show(output, buffer_.data(), count);
+  output.lines.feed({buffer_.data(), count}, monotonicNs(), lines_);
+  if (!lines_.empty()) recordOutput(output.euId, std::exchange(lines_, {}));
+  return true;
+}
+
+void ProgramOutputs::show(const Output &output, const char *bytes, size_t count) {
+  if (output.journal.get() < 0) return showOnStandardOutput(bytes, count);
+  const ssize_t sent = send(output.journal.get(), bytes, count, MSG_DONTWAIT | MSG_NOSIGNAL);
+  static_cast<void>(sent);  // a journal that does not keep up misses lines; the store has them
+}
+
+void ProgramOutputs::showOnStandardOutput(const char *bytes, size_t count) {
+  while (count != 0) {
+    pollfd waiting = {STDOUT_FILENO, POLLOUT, 0};
+    const bool takesMore = poll(&waiting, 1, 0) == 1 && (waiting.revents & POLLOUT) != 0;
+    const ssize_t written = takesMore ? write(STDOUT_FILENO, bytes, std::min(count, WRITE_BYTES)) : -1;
+    if (written <= 0) {
+      if (!std::exchange(leftOutReported_, true)) {
+        platformLog(SEVERITY_WARNING,
+                    "standard output does not take all that programs write; `orvctl log --eu NAME` shows their lines");
+      }
+      return;
+    }
+    bytes += written;
+    count -= static_cast<size_t>(written);
+  }
+}
+
+// Nobody holds the writing end any more.
+void ProgramOutputs::finish(Output &output) {
+  output.lines.flush(monotonicNs(), lines_);
+  if (!lines_.empty()) recordOutput(output.euId, std::exchange(lines_, {}));
+  output.pipe.reset();
+}
+
+void ProgramOutputs::forget(pid_t program) {
+  outputs_.erase(program);
+}
+
+}  // namespace orv

@@ -1,0 +1,44 @@
+// What programs say of themselves by the readiness protocol of systemd: a datagram of lines NAME=VALUE to the socket
+// that NOTIFY_SOCKET names.
+//
+//   READY=1        sets the tag eu.<EU name>.ready, a string "1", for a definition to name as its online tag
+//   STATUS=text    is shown by `orvctl status`
+//   BARRIER=1      with a descriptor, which is closed once everything before it has been dealt with
+//
+// Anything else is for systemd and passed over. The sender, which the kernel names, has to be a program of the node or
+// a descendant of one; a message of anybody else's, and of a process that is gone before it could be looked at, is
+// refused with a Warning. A sender that ends at once therefore waits by BARRIER=1, as systemd-notify does.
+#ifndef ORV_LINUX_READINESS_H
+#define ORV_LINUX_READINESS_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "Status.h"
+
+namespace orv {
+
+struct ReadinessMessage {
+  bool ready = false;
+  std::optional<std::string> status;
+};
+
+ReadinessMessage parseReadinessMessage(std::string_view text);
+
+// Makes the socket of this process's node; one for all of its programs. `descriptor` becomes the caller's.
+Status openReadinessSocket(int &descriptor);
+
+// What NOTIFY_SOCKET is for the node's programs: a path, or "@name" where the node directory's path is too long for a
+// socket. Empty before openReadinessSocket.
+const std::string &readinessAddress();
+
+// Takes all messages that wait at `descriptor`, never waiting for one, and does what they say.
+void takeReadinessMessages(int descriptor);
+
+// Removes the socket's name.
+void removeReadinessSocket();
+
+}  // namespace orv
+
+#endif

@@ -1,0 +1,243 @@
+#include "StoreWriter.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "Platform.h"
+#include "ServiceThread.h"
+
+namespace orv {
+namespace {
+
+// How long the first record of a burst waits for the others.
+constexpr auto GATHERING_TIME = std::chrono::milliseconds(2);
+
+constexpr auto FLUSH_LIMIT = std::chrono::seconds(1);
+
+struct Waiting {
+  std::vector<Event> events;
+  std::map<uint32_t, EuRecord> eus;  // the latest state alone is of interest
+  std::map<uint32_t, std::vector<OutputLine>> outputs;
+  std::map<uint32_t, std::string> statuses;
+  std::vector<std::pair<std::string, Setter>> tags;
+  uint64_t droppedEvents = 0;
+
+  bool empty() const {
+    return events.empty() && eus.empty() && outputs.empty() && statuses.empty() && tags.empty() && droppedEvents == 0;
+  }
+};
+
+// Never destroyed: EUs may still record while the process exits.
+struct Writer {
+  std::mutex mutex;
+  std::condition_variable somethingToDo;
+  std::condition_variable written;
+  bool running = false;
+  bool ending = false;
+  unsigned flushesWanted = 0;
+  uint64_t batchesTaken = 0;
+  uint64_t batchesWritten = 0;
+  Waiting waiting;
+  pthread_t thread{};
+};
+
+Writer &writer() {
+  static auto *instance = new Writer;
+  return *instance;
+}
+
+// Not through the node's log, whose events come this way, and each failure once: the next batch may well fail too.
+void reportUnlessOk(const Status &status) {
+  if (status.ok()) return;
+  static std::mutex mutex;
+  static auto *lastMessage = new std::string;
+  const std::lock_guard lock(mutex);
+  if (*lastMessage == status.message) return;
+  *lastMessage = status.message;
+  std::fprintf(stderr, "Warning/ORV/platform, %s\n", status.message.c_str());
+}
+
+void stamp(Event &event) {
+  event.monotonicNs = monotonicNs();
+  event.pid = static_cast<uint32_t>(getpid());
+}
+
+Event droppedNotice(uint64_t count) {
+  Event event;
+  stamp(event);
+  event.kind = EventKind::LOG;
+  event.code = SEVERITY_WARNING;
+  event.text = std::to_string(count) + " events were not recorded: they came faster than the store takes them";
+  return event;
+}
+
+Status setReadyTag(NodeStore &store, const std::string &name, const Setter &setter) {
+  TagValue value;
+  value.text = "1";
+  return store.setTag(name, value, setter);
+}
+
+void writeWaiting(NodeStore &store, Waiting &waiting) {
+  std::vector<StoreEntry> batch;
+  batch.reserve(waiting.eus.size() + waiting.events.size() + 1);
+  for (auto &[id, record] : waiting.eus)
+    batch.push_back({std::move(record), std::nullopt});
+  for (Event &event : waiting.events)
+    batch.push_back({std::nullopt, std::move(event)});
+  if (waiting.droppedEvents != 0) batch.push_back({std::nullopt, droppedNotice(waiting.droppedEvents)});
+  if (!batch.empty()) reportUnlessOk(store.write(batch));
+  for (const auto &[name, setter] : waiting.tags)
+    reportUnlessOk(setReadyTag(store, name, setter));
+  for (const auto &[id, lines] : waiting.outputs)
+    reportUnlessOk(store.appendOutput(id, lines));
+  for (const auto &[id, text] : waiting.statuses)
+    reportUnlessOk(store.setEuStatus(id, text));
+}
+
+void *runWriter(void *) {
+  Writer &all = writer();
+  std::unique_lock lock(all.mutex);
+  const auto hurry = [&] { return all.ending || all.flushesWanted != 0; };
+  for (;;) {
+    all.somethingToDo.wait(lock, [&] { return hurry() || !all.waiting.empty(); });
+    all.somethingToDo.wait_for(lock, GATHERING_TIME, hurry);
+    Waiting batch = std::exchange(all.waiting, {});
+    const uint64_t number = ++all.batchesTaken;
+    all.flushesWanted = 0;
+    lock.unlock();
+    if (NodeStore *store = openNodeStore()) writeWaiting(*store, batch);
+    lock.lock();
+    all.batchesWritten = number;
+    all.written.notify_all();
+    if (all.ending && all.waiting.empty()) return nullptr;
+  }
+}
+
+// Calls `queue` with what waits, under the lock, where the thread runs; else returns false.
+template <typename Queue>
+bool queued(Queue queue) {
+  Writer &all = writer();
+  const std::lock_guard lock(all.mutex);
+  if (!all.running) return false;
+  const bool first = all.waiting.empty();
+  queue(all.waiting);
+  if (first) all.somethingToDo.notify_one();
+  return true;
+}
+
+void queueEvent(Waiting &waiting, Event &&event) {
+  const size_t room = event.kind == EventKind::LOG ? MAX_WAITING_EVENTS : 2 * MAX_WAITING_EVENTS;
+  if (waiting.events.size() >= room) {
+    ++waiting.droppedEvents;
+  } else {
+    if (event.text.size() > MAX_EVENT_TEXT_LENGTH) event.text.resize(MAX_EVENT_TEXT_LENGTH);
+    waiting.events.push_back(std::move(event));
+  }
+}
+
+}  // namespace
+
+int startStoreWriter() {
+  Writer &all = writer();
+  const std::lock_guard lock(all.mutex);
+  if (all.running) return 0;
+  all.ending = false;
+  const int error = startServiceThread("orvStoreWriter", runWriter, nullptr, all.thread);
+  all.running = error == 0;
+  return error;
+}
+
+void stopStoreWriter() {
+  Writer &all = writer();
+  {
+    const std::lock_guard lock(all.mutex);
+    if (!all.running) return;
+    // From here on others write themselves, at worst a moment before what the thread still has.
+    all.running = false;
+    all.ending = true;
+    all.somethingToDo.notify_one();
+  }
+  pthread_join(all.thread, nullptr);
+}
+
+void flushRecords() {
+  Writer &all = writer();
+  std::unique_lock lock(all.mutex);
+  if (!all.running) return;
+  // What waits goes with the batch after those that have been taken.
+  const uint64_t target = all.batchesTaken + (all.waiting.empty() ? 0 : 1);
+  if (!all.waiting.empty()) {
+    ++all.flushesWanted;
+    all.somethingToDo.notify_one();
+  }
+  all.written.wait_for(lock, FLUSH_LIMIT, [&] { return all.batchesWritten >= target; });
+}
+
+void recordEvent(Event event) {
+  stamp(event);
+  if (queued([&](Waiting &waiting) { queueEvent(waiting, std::move(event)); })) return;
+  if (NodeStore *store = openNodeStore()) reportUnlessOk(store->appendEvent(event));
+}
+
+void recordEu(const EuRecord &record, EventKind kind, const std::string &text) {
+  Event event;
+  stamp(event);
+  event.kind = kind;
+  event.euId = record.id;
+  event.text = text;
+  const auto queue = [&](Waiting &waiting) {
+    waiting.eus.insert_or_assign(record.id, record);
+    queueEvent(waiting, std::move(event));
+  };
+  if (queued(queue)) return;
+  if (NodeStore *store = openNodeStore()) reportUnlessOk(store->putEu(record, &event));
+}
+
+void recordOutput(uint32_t euId, std::vector<OutputLine> lines) {
+  const auto queue = [&](Waiting &waiting) {
+    std::vector<OutputLine> &all = waiting.outputs[euId];
+    if (all.empty()) {
+      all = std::move(lines);
+    } else {
+      all.insert(all.end(), std::make_move_iterator(lines.begin()), std::make_move_iterator(lines.end()));
+    }
+    // The first lines of a program are kept for good, so they go last.
+    const auto keep = static_cast<size_t>(std::count_if(
+        all.begin(), all.end(), [](const OutputLine &line) { return line.number <= FIRST_OUTPUT_LINES; }));
+    if (all.size() > MAX_WAITING_OUTPUT_LINES + keep) {
+      const auto begin = all.begin() + static_cast<std::ptrdiff_t>(keep);
+      all.erase(begin, begin + static_cast<std::ptrdiff_t>(all.size() - keep - MAX_WAITING_OUTPUT_LINES));
+    }
+  };
+  if (queued(queue)) return;
+  if (NodeStore *store = openNodeStore()) reportUnlessOk(store->appendOutput(euId, lines));
+}
+
+void recordTag(const std::string &name, const Setter &setter) {
+  Writer &all = writer();
+  {
+    const std::lock_guard lock(all.mutex);
+    if (all.running) {
+      all.waiting.tags.emplace_back(name, setter);
+      ++all.flushesWanted;
+      all.somethingToDo.notify_one();
+      return;
+    }
+  }
+  if (NodeStore *store = openNodeStore()) reportUnlessOk(setReadyTag(*store, name, setter));
+}
+
+void recordEuStatus(uint32_t euId, const std::string &text) {
+  if (queued([&](Waiting &waiting) { waiting.statuses[euId] = text; })) return;
+  if (NodeStore *store = openNodeStore()) reportUnlessOk(store->setEuStatus(euId, text));
+}
+
+}  // namespace orv

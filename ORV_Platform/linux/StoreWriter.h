@@ -1,0 +1,53 @@
+// What happens on the node on its way into the node store.
+//
+// In the daemon a thread of its own writes: whoever records something leaves it in a bounded queue and goes on at once.
+// A burst becomes a few transactions instead of hundreds, and a writer elsewhere that holds the store's lock, even one
+// that is stopped, holds up no supervision. In every other process of the node, and in the daemon before its CE
+// start-up and after its CE shutdown, recording writes at once.
+//
+// Everything here may be called from any thread and throws nothing but std::bad_alloc. A failure to write is reported
+// on standard error, once.
+#ifndef ORV_LINUX_STOREWRITER_H
+#define ORV_LINUX_STOREWRITER_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "NodeStore.h"
+
+namespace orv {
+
+// How many events may wait. Log lines beyond it are dropped and counted; what else happens has as much room again.
+constexpr size_t MAX_WAITING_EVENTS = 4096;
+
+// How many lines of one program's output may wait; of what exceeds it, the oldest go.
+constexpr size_t MAX_WAITING_OUTPUT_LINES = 512;
+
+// Starts the thread; from then on records are queued. Returns 0 or the errno of the thread's creation, in which case
+// recording goes on writing at once.
+int startStoreWriter();
+
+// Writes what waits and ends the thread; from then on recording writes at once. Does nothing where there is none.
+void stopStoreWriter();
+
+// Returns when all that was recorded before the call is in the store, or has been refused by it; and after a second at
+// the latest, since whoever holds the store's lock may hold it for ever.
+void flushRecords();
+
+// The time stamp and the process are those of the call.
+void recordEvent(Event event);
+
+// The record as it is now, and an event of that EU.
+void recordEu(const EuRecord &record, EventKind kind, const std::string &text);
+
+// Sets a string tag "1" on behalf of `setter`, without the delay in which other records gather: others wait for it.
+void recordTag(const std::string &name, const Setter &setter);
+
+// Lines that a program wrote, and what it says of its state.
+void recordOutput(uint32_t euId, std::vector<OutputLine> lines);
+void recordEuStatus(uint32_t euId, const std::string &text);
+
+}  // namespace orv
+
+#endif
