@@ -18,6 +18,7 @@
 #include "NodePaths.h"
 #include "Platform.h"
 #include "PlatformConfig.h"
+#include "PrintPort.h"
 #include "RunRecord.h"
 #include "RunningPrograms.h"
 #include "ServiceManager.h"
@@ -65,6 +66,7 @@ void noteEvent(EventKind kind, const std::string &text) {
 Status earlyStartup() {
   // EUs wait for programs: an arena for each of them would be memory for nothing.
   mallopt(M_ARENA_MAX, 1);
+  closePrintPort();
   prepareForPrograms();
   Status status = claimNode();
   if (!status.ok()) return status;
@@ -99,6 +101,7 @@ void reportRunRecord(const RunRecord &record, const ResetLimits &limits) {
 Status ceStartup() {
   NodeStore *store = nodeStore();
   if (store == nullptr) return Status::failure(ENODEV, "the CE cannot start without a node store");
+  complainUnlessOk(SEVERITY_ERROR, openPrintPort(gOrvStartupConfig.printIp, gOrvStartupConfig.printPort));
   if (gOrvStartupConfig.masterNid == 0) gOrvStartupConfig.masterNid = gOrvStartupConfig.nid;
   if (gOrvStartupConfig.rtConfigFile[0] != '\0') {
     complainUnlessOk(SEVERITY_ERROR, applyPlatformConfig(*store, gOrvStartupConfig.rtConfigFile));

@@ -1,4 +1,6 @@
-// The sinks of the node's log: the journal where there is one, else syslog, and always the node's events.
+// The sinks of the node's log: the journal where there is one (ORV_JOURNAL_SOCKET, else the usual place), else a syslog
+// daemon (ORV_SYSLOG_SOCKET, else /dev/log), the print port where the start-up record names one, and always the node's
+// events. None of them makes who logs wait: see LogSink.h and StoreWriter.h.
 #ifndef ORV_LINUX_SYSTEMLOG_H
 #define ORV_LINUX_SYSTEMLOG_H
 
