@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <filesystem>
 
-#include "NotifySocket.h"
+#include "DatagramReceiver.h"
 #include "TestNode.h"
 
 namespace {
@@ -15,7 +15,7 @@ class SystemdNotify : public DaemonTest {
     return node.daemon(arguments, start);
   }
 
-  NotifySocket manager{node.path("notify")};
+  DatagramReceiver manager{node.path("notify")};
 };
 
 }  // namespace
@@ -67,7 +67,7 @@ TEST_F(SystemdNotify, ExecutablesThatAreAwaitedAreNamedThoughAllWereStartedBefor
 }
 
 TEST_F(SystemdNotify, AbstractAddressIsToldAsWell) {
-  const NotifySocket abstractManager("@" + node.path("notify"));
+  const DatagramReceiver abstractManager("@" + node.path("notify"));
   ProcessStart start;
   start.environment = {"NOTIFY_SOCKET=@" + node.path("notify")};
   const auto daemon = node.startedDaemon({"-v"}, start);

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "NotifySocket.h"
+#include "DatagramReceiver.h"
 #include "TestNode.h"
 
 namespace {
@@ -39,7 +39,7 @@ class WatchdogFeed : public DaemonTest {
     return notices;
   }
 
-  NotifySocket manager{node.path("notify")};
+  DatagramReceiver manager{node.path("notify")};
 };
 
 }  // namespace

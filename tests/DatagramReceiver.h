@@ -1,6 +1,6 @@
-// The service manager, played by the test: what the daemon tells it, one notice after the other.
-#ifndef ORV_TESTS_NOTIFYSOCKET_H
-#define ORV_TESTS_NOTIFYSOCKET_H
+// A Unix-domain socket that takes datagrams: a service manager, a journal, a syslog daemon, played by the test.
+#ifndef ORV_TESTS_DATAGRAMRECEIVER_H
+#define ORV_TESTS_DATAGRAMRECEIVER_H
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -13,30 +13,30 @@
 #include <stdexcept>
 #include <string>
 
-class NotifySocket {
+class DatagramReceiver {
  public:
   // A path, or "@name" for an abstract address.
-  explicit NotifySocket(const std::string &address) : descriptor_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+  explicit DatagramReceiver(const std::string &address) : descriptor_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     sockaddr_un name{};
     name.sun_family = AF_UNIX;
     std::memcpy(name.sun_path, address.data(), address.size());
     if (address[0] == '@') name.sun_path[0] = '\0';
     const size_t length = offsetof(sockaddr_un, sun_path) + address.size();
     if (bind(descriptor_, reinterpret_cast<const sockaddr *>(&name), static_cast<socklen_t>(length)) != 0) {
-      throw std::runtime_error(std::string("no notify socket: ") + std::strerror(errno));
+      throw std::runtime_error(std::string("no socket: ") + std::strerror(errno));
     }
     constexpr timeval LIMIT = {30, 0};
     setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &LIMIT, sizeof LIMIT);
   }
-  ~NotifySocket() {
+  ~DatagramReceiver() {
     close(descriptor_);
   }
-  NotifySocket(const NotifySocket &) = delete;
-  NotifySocket &operator=(const NotifySocket &) = delete;
+  DatagramReceiver(const DatagramReceiver &) = delete;
+  DatagramReceiver &operator=(const DatagramReceiver &) = delete;
 
-  // The next notice; waits for it.
+  // The next datagram; waits for it.
   std::string next() const {
-    char text[4096];
+    char text[65536];
     const ssize_t length = recv(descriptor_, text, sizeof text, 0);
     return length < 0 ? std::string("nothing: ") + std::strerror(errno)
                       : std::string(text, static_cast<size_t>(length));
