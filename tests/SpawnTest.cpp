@@ -103,14 +103,6 @@ TEST_F(Spawn, WithoutAProcessLeftIsTryAgain) {
             0);
 }
 
-TEST_F(Spawn, WithoutADescriptorLeftIsTooManyFiles) {
-  EXPECT_EQ(asSomebody([] {
-              const rlimit none = {0, 0};
-              return setrlimit(RLIMIT_NOFILE, &none) == 0 && start("/bin/true", "").error == EMFILE ? 0 : 1;
-            }),
-            canActAsSomebody() ? 0 : 99);
-}
-
 TEST_F(Spawn, DescriptorsArePassedOnAsThreeAndFourWhateverTheirNumbers) {
   // The second lies where the first is to go.
   int ends[2];
