@@ -122,11 +122,15 @@ std::string programText(const EuRecord &eu) {
   return printable(eu.args.empty() ? eu.path : eu.path + " " + eu.args);
 }
 
-std::string eusText(const std::vector<EuRecord> &eus, bool alive) {
+// `statuses` holds what the programs themselves say (STATUS= of the readiness protocol).
+std::string eusText(const std::vector<EuRecord> &eus, const std::map<uint32_t, std::string> &statuses, bool alive) {
   Rows rows = {{"ID", "EU", "PROGRAM", "PID", "STATE"}};
   for (const EuRecord &eu : eus) {
+    const auto said = statuses.find(eu.id);
+    const bool hasSaid = said != statuses.end() && !said->second.empty();
     rows.push_back({std::to_string(eu.id), printable(eu.name), programText(eu),
-                    eu.pid == 0 ? "-" : std::to_string(eu.pid), euStateText(eu, alive)});
+                    eu.pid == 0 ? "-" : std::to_string(eu.pid),
+                    euStateText(eu, alive) + (hasSaid ? ": " + printable(said->second) : "")});
   }
   return tableText(rows);
 }
@@ -250,7 +254,7 @@ int status(const Arguments &arguments, std::string &output) {
     return EXIT_DONE;
   }
   const bool alive = daemonIsAlive(*run);
-  output += runText(*run, alive) + "\n" + eusText(store->eus(), alive);
+  output += runText(*run, alive) + "\n" + eusText(store->eus(), store->euStatuses(), alive);
   return EXIT_DONE;
 }
 

@@ -78,7 +78,7 @@ void setUpSignals(const ProcessStart &start) {
   if (!start.directory.empty() && chdir(start.directory.c_str()) != 0) _exit(127);
   const int nothing = open("/dev/null", O_RDWR | O_CLOEXEC);
   dup2(nothing, STDIN_FILENO);
-  dup2(outputEnd, STDOUT_FILENO);
+  dup2(start.output >= 0 ? start.output : outputEnd, STDOUT_FILENO);
   dup2(errorEnd, STDERR_FILENO);
   for (const int descriptor : start.openDescriptors)
     dup2(nothing, descriptor);

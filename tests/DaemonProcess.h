@@ -22,6 +22,7 @@ struct ProcessStart {
   std::vector<int> ignoredSignals;
   std::vector<int> openDescriptors;  // open in the process, on /dev/null
   std::string directory;             // to start in; empty: the test's own
+  int output = -1;                   // its standard output; -1: collected
 };
 
 class DaemonProcess {

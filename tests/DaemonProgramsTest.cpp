@@ -1,5 +1,6 @@
 // What a program of the node finds when it starts: its arguments, environment, signals and descriptors.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <csignal>
@@ -98,5 +99,47 @@ TEST_F(DaemonPrograms, ProgramWithoutASlashIsLookedUpInThePath) {
   start.environment = {"PATH=/nowhere:" + node.path("") + ":/bin"};
   const auto daemon = node.startedDaemon({"-v"}, start);
   daemon->waitForOutputLineWith("argument [found]");
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonPrograms, StartThatFailsSaysWhyAndWhatToDo) {
+  struct Case {
+    const char *name;
+    std::string path;
+    int result;
+    std::string reason;
+  };
+  node.writeFile("plain", "#!/bin/sh\n");
+  node.writeFile("lost", "#!/nowhere/interpreter\n");
+  node.writeFile("noformat", "neither a program nor a script\n");
+  for (const char *file : {"lost", "noformat"})
+    ASSERT_EQ(chmod(node.path(file).c_str(), 0755), 0);
+  const Case cases[] = {
+      {"missing", node.path("missing"), 2,
+       "No such file or directory (is the path right, and the interpreter that the file names on this machine?)"},
+      {"lost", node.path("lost"), 2,
+       "No such file or directory (is the path right, and the interpreter that the file names on this machine?)"},
+      {"plain", node.path("plain"), 13,
+       "Permission denied (a directory, or no permission to execute: chmod +x; or a file system mounted noexec)"},
+      {"folder", node.path("node"), 13,
+       "Permission denied (a directory, or no permission to execute: chmod +x; or a file system mounted noexec)"},
+      {"noformat", node.path("noformat"), 8,
+       "Exec format error (a program for another processor, or a script without a #! line)"},
+      {"under", node.path("plain") + "/file", 20,
+       "Not a directory (is the path right, and the interpreter that the file names on this machine?)"},
+  };
+  Lines definitions;
+  for (const Case &each : cases)
+    definitions.push_back(std::string(each.name) + ";" + each.path + ";;0;0;");
+  node.define(definitions);
+  const auto daemon = node.startedDaemon({"-v"});
+  for (const Case &each : cases) {
+    daemon->waitForErrorLine(
+        errorLine("exeRun: executable '" + each.path + "' launch failed with status " + std::to_string(each.result)));
+    const std::string text = "cannot start " + each.path + ": " + each.reason;
+    EXPECT_EQ(node.waitForEvent(orv::EventKind::LAUNCH_FAILED, each.path + ": ").text, text);
+    EXPECT_EQ(node.waitForEvent(orv::EventKind::LOG, text).code, 4U);
+    EXPECT_EQ(node.waitForEu(each.name, orv::EuState::LAUNCH_FAILED).result, each.result);
+  }
   expectGracefulEnd(*daemon);
 }

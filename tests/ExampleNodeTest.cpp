@@ -32,6 +32,7 @@ TEST_F(ExampleNode, FourApplicationsAndAnExecutableSayWhatTheyDo) {
       {"--startup=nid=0x1011,cename=example,executable=example-hardware-check#example.hardware.ready"}, exampleStart());
   daemon->waitForOutputLineWith("recorder: ");
   daemon->waitForErrorLine(infoLine("exeRun: executable 'example-self-test' terminated successfully"));
+  daemon->waitForOutputLineWith("self-test: ");
   Lines lines = daemon->outputLines();
   ASSERT_EQ(lines.size(), 5U);
   EXPECT_TRUE(lines[0].starts_with("hardware-check: "));

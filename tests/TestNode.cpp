@@ -157,6 +157,14 @@ std::vector<orv::Event> TestNode::events() const {
   return store()->events();
 }
 
+orv::ProgramOutput TestNode::output(uint32_t euId) const {
+  return store()->output(euId);
+}
+
+std::map<uint32_t, std::string> TestNode::euStatuses() const {
+  return store()->euStatuses();
+}
+
 std::vector<std::string> TestNode::raisedErrors(size_t count) const {
   using Texts = std::vector<std::string>;
   return waitUntilFound<Texts>(std::to_string(count) + " raised errors", [&]() -> std::optional<Texts> {

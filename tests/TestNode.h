@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -66,6 +67,8 @@ class TestNode {
   std::string tagText(const std::string &name) const;
   std::vector<orv::EuRecord> eus() const;
   std::vector<orv::Event> events() const;
+  orv::ProgramOutput output(uint32_t euId) const;
+  std::map<uint32_t, std::string> euStatuses() const;
   // The texts of the raised errors, oldest first; waits until there are `count` of them.
   std::vector<std::string> raisedErrors(size_t count = 0) const;
 

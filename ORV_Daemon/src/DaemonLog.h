@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <sstream>
 #include <string>
+#include <utility>
 
 // What AaSysLogPrint takes; each goes with one label.
 enum Severity : uint32_t { SEVERITY_INFO = 2, SEVERITY_WARNING = 3, SEVERITY_ERROR = 4 };
@@ -28,10 +29,14 @@ void daemonLog(uint32_t severity, const std::string &label, int mode, const std:
 // (manipulators among the pieces act on those after them).
 template <class... Pieces>
 std::string logMessage(const char *function, const Pieces &...pieces) {
-  std::ostringstream stream;
+  // Most messages fit into what the stream starts with, so that it need not grow.
+  constexpr size_t USUAL_LENGTH = 191;
+  std::string text;
+  text.reserve(USUAL_LENGTH);
+  std::ostringstream stream(std::move(text));
   stream << function << ": ";
   static_cast<void>((stream << ... << pieces));
-  return stream.str();
+  return std::move(stream).str();
 }
 
 template <class... Pieces>

@@ -101,6 +101,11 @@ void reportRunRecord(const RunRecord &record, const ResetLimits &limits) {
 Status ceStartup() {
   NodeStore *store = nodeStore();
   if (store == nullptr) return Status::failure(ENODEV, "the CE cannot start without a node store");
+  if (const int error = startStoreWriter(); error != 0) {
+    platformComplain(
+        SEVERITY_WARNING,
+        std::string("no thread for the node store, whose writing now holds up the EUs: ") + std::strerror(error));
+  }
   complainUnlessOk(SEVERITY_ERROR, openPrintPort(gOrvStartupConfig.printIp, gOrvStartupConfig.printPort));
   if (gOrvStartupConfig.masterNid == 0) gOrvStartupConfig.masterNid = gOrvStartupConfig.nid;
   if (gOrvStartupConfig.rtConfigFile[0] != '\0') {
@@ -122,11 +127,6 @@ Status ceStartup() {
   if (!status.ok()) return status;
   beginStartup();
   noteEvent(EventKind::CE_STARTED, "node id " + std::to_string(run.nid));
-  if (const int error = startStoreWriter(); error != 0) {
-    platformComplain(
-        SEVERITY_WARNING,
-        std::string("no thread for the node store, whose writing now holds up the EUs: ") + std::strerror(error));
-  }
   complainUnlessOk(SEVERITY_WARNING, startCaretaker());
   return Status::success();
 }

@@ -2,13 +2,13 @@
 
 #include <unistd.h>
 
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -103,11 +103,22 @@ void appendLogEvent(uint32_t severity, const std::string &text) {
 
 // What `format` and `arguments` make, whatever its length.
 std::string formatText(const char *format, va_list arguments) {
-  char *text = nullptr;
-  const int length = vasprintf(&text, format, arguments);
-  if (length < 0) return format;
-  const std::unique_ptr<char, decltype(&std::free)> owner(text, std::free);
-  return std::string(text, static_cast<size_t>(length));
+  // Most lines fit, and a thread that waits for days keeps no memory for having logged one.
+  std::array<char, 512> line;
+  va_list again;
+  va_copy(again, arguments);
+  const int length = std::vsnprintf(line.data(), line.size(), format, arguments);
+  std::string text;
+  if (length < 0) {
+    text = format;
+  } else if (static_cast<size_t>(length) < line.size()) {
+    text.assign(line.data(), static_cast<size_t>(length));
+  } else {
+    text.resize(static_cast<size_t>(length));
+    std::vsnprintf(text.data(), text.size() + 1, format, again);
+  }
+  va_end(again);
+  return text;
 }
 
 }  // namespace
@@ -136,5 +147,8 @@ extern "C" int32_t AaSysLogPrint(uint32_t severity, const char *format, ...) {
     result = ENOMEM;
   }
   va_end(arguments);
+  // The node's start-up has been deep in its stack, with a table of 64 definitions; its last word is a line of the log,
+  // and then it waits for as long as the node is up.
+  if (orv::currentEuIsJoinable()) orv::releaseUnusedStack();
   return result;
 }

@@ -9,6 +9,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
+#include <memory_resource>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -33,15 +36,27 @@ bool isDaemonsOwn(std::string_view variable) {
   return false;
 }
 
+// The memory for one start: on the stack, which an EU gives back before it waits (releaseUnusedStack), while the heap
+// would keep it for the EU's thread.
+constexpr size_t START_MEMORY_BYTES = 4096;
+
+using TextPointers = std::pmr::vector<char *>;
+
 // The variables of a program: the daemon's where they are for everybody, and its own.
 class ProgramEnvironment {
  public:
-  explicit ProgramEnvironment(const std::string &euName)
-      : own_{"ORV_NODE_DIR=" + nodeDirectory(), "ORV_EU_NAME=" + euName, "NOTIFY_SOCKET=" + readinessAddress()} {
+  ProgramEnvironment(const std::string &euName, std::pmr::memory_resource *memory)
+      : own_{text({"ORV_NODE_DIR=", nodeDirectory()}, memory), text({"ORV_EU_NAME=", euName}, memory),
+             text({"NOTIFY_SOCKET=", readinessAddress()}, memory)},
+        pointers_(memory) {
+    size_t count = own_.size() + 1;
+    for (char **variable = environ; *variable != nullptr; ++variable)
+      ++count;
+    pointers_.reserve(count);
     for (char **variable = environ; *variable != nullptr; ++variable) {
       if (!isDaemonsOwn(*variable)) pointers_.push_back(*variable);
     }
-    for (std::string &variable : own_) {
+    for (std::pmr::string &variable : own_) {
       if (variable.back() != '=') pointers_.push_back(variable.data());
     }
     pointers_.push_back(nullptr);
@@ -54,30 +69,41 @@ class ProgramEnvironment {
   }
 
  private:
-  std::array<std::string, 3> own_;
-  std::vector<char *> pointers_;
+  static std::pmr::string text(std::initializer_list<std::string_view> parts, std::pmr::memory_resource *memory) {
+    std::pmr::string result(memory);
+    result.reserve(parts.begin()->size() + (parts.end() - 1)->size());
+    for (const std::string_view part : parts)
+      result += part;
+    return result;
+  }
+
+  std::array<std::pmr::string, 3> own_;
+  TextPointers pointers_;
 };
 
-std::vector<char *> pointers(std::vector<std::string> &texts) {
-  std::vector<char *> result;
-  result.reserve(texts.size() + 1);
-  for (std::string &text : texts)
-    result.push_back(text.data());
+// The arguments of a program, its name before the others.
+TextPointers argumentPointers(const Program &program, std::vector<std::string> &arguments,
+                              std::pmr::memory_resource *memory) {
+  TextPointers result(memory);
+  result.reserve(arguments.size() + 2);
+  result.push_back(const_cast<char *>(program.path.c_str()));  // the kernel copies it
+  for (std::string &argument : arguments)
+    result.push_back(argument.data());
   result.push_back(nullptr);
   return result;
 }
 
-// The file that `path` names: itself when it has a "/", else the first executable of that name in PATH. A name that is
-// nowhere stays as it is, for the start to fail with.
-std::string lookUp(const std::string &path) {
+// The file that `path` names: the first executable of that name in PATH. Nothing where it is `path` itself: when it has
+// a "/", and for a name that is nowhere, for the start to fail with.
+std::optional<std::string> lookUp(const std::string &path) {
   const char *searchPath = std::getenv("PATH");
-  if (path.find('/') != std::string::npos || path.empty() || searchPath == nullptr) return path;
+  if (path.find('/') != std::string::npos || path.empty() || searchPath == nullptr) return std::nullopt;
   std::string_view rest = searchPath;
   for (;;) {
     const size_t colon = rest.find(':');
     std::string candidate = std::string(rest.substr(0, colon)) + "/" + path;
     if (candidate.front() == '/' && access(candidate.c_str(), X_OK) == 0) return candidate;
-    if (colon == std::string_view::npos) return path;
+    if (colon == std::string_view::npos) return std::nullopt;
     rest.remove_prefix(colon + 1);
   }
 }
@@ -124,15 +150,16 @@ Status launch(const Program &program, RunningProgram &started) {
   std::vector<std::string> arguments;
   Status status = splitArguments(program.args, arguments);
   if (!status.ok()) return status;
-  arguments.insert(arguments.begin(), program.path);
   OutputPipe output;
-  const ProgramEnvironment environment(program.euName);
-  const std::string file = lookUp(program.path);
+  std::array<std::byte, START_MEMORY_BYTES> buffer;
+  std::pmr::monotonic_buffer_resource memory(buffer.data(), buffer.size());
+  const ProgramEnvironment environment(program.euName, &memory);
+  const TextPointers pointers = argumentPointers(program, arguments, &memory);
+  const std::optional<std::string> found = lookUp(program.path);
 
-  const std::vector<char *> argumentPointers = pointers(arguments);
   SpawnRequest request;
-  request.file = file.c_str();
-  request.arguments = argumentPointers.data();
+  request.file = found ? found->c_str() : program.path.c_str();
+  request.arguments = pointers.data();
   request.environment = environment.get();
   request.outputDescriptor = output.writing.get();
   const int error = spawnProgram(request, started.pid);

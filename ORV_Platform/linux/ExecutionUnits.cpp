@@ -29,6 +29,7 @@ struct ExecutionUnit {
   EuRecord record;
   AaProEuEntry entry = nullptr;
   std::unique_ptr<std::byte[]> argument;
+  bool joinable = false;
   bool isStartup = false;  // see StartupStage.h
 };
 
@@ -102,6 +103,7 @@ class ThreadAttributes {
 int32_t createEu(const EuRequest &request, uint32_t &id) {
   auto unit = std::make_unique<ExecutionUnit>();
   unit->entry = request.entry;
+  unit->joinable = request.joinable;
   if (request.argumentBytes != 0) {
     // operator new[] of bytes aligns for any type.
     unit->argument = std::make_unique<std::byte[]>(request.argumentBytes);
@@ -148,12 +150,17 @@ EuRecord *currentEuRecord() {
   return gCurrentUnit == nullptr ? nullptr : &gCurrentUnit->record;
 }
 
+bool currentEuIsJoinable() {
+  return gCurrentUnit != nullptr && gCurrentUnit->joinable;
+}
+
 __attribute__((noinline)) void releaseUnusedStack() {
-  // A page is left for the frames of what is called here. Larger pages than assumed make the request fail, which does
+  // The call that does it needs some room below this frame. Larger pages than assumed make the request fail, which does
   // no harm.
+  constexpr uintptr_t ROOM_BYTES = 256;
   if (gCurrentUnit == nullptr) return;
   const auto frame = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
-  const uintptr_t end = (frame - PAGE_BYTES / 2) / PAGE_BYTES * PAGE_BYTES;
+  const uintptr_t end = (frame - ROOM_BYTES) / PAGE_BYTES * PAGE_BYTES;
   const uintptr_t lowest = gStackLimit / PAGE_BYTES * PAGE_BYTES + PAGE_BYTES;
   const uintptr_t begin = std::max(end - RELEASED_STACK_BYTES, lowest);
   if (begin < end) madvise(reinterpret_cast<void *>(begin), end - begin, MADV_DONTNEED);

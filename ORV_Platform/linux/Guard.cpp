@@ -68,7 +68,7 @@ Status launchGuard(GuardState &state) {
   const Descriptor life(ends[0]);
   Descriptor held(ends[1]);
   const std::string file = guardFile();
-  std::string node = nodeDirectory();
+  std::string node = "ORV_NODE_DIR=" + nodeDirectory();
   std::string name = "orv-guard";
   char *const arguments[] = {name.data(), node.data(), nullptr};
   char *const environment[] = {nullptr};

@@ -2,7 +2,7 @@
 // have started. The kernel ends the programs themselves; their children, and those that left their program's process
 // group, are the guard's.
 //
-//   orv-guard NODE_DIRECTORY          started by the daemon alone, with the descriptors of GuardTable.h
+//   orv-guard ORV_NODE_DIR=NODE_DIRECTORY          started by the daemon alone, with the descriptors of GuardTable.h
 //
 // It waits in a read of the life line and needs no processor time until then. It has to be small and to work when
 // nothing else does, so it is linked statically and uses no C++ library.
@@ -108,11 +108,9 @@ int main(int argc, char **argv) {
     std::perror("orv-guard: no table (it is started by the daemon alone)");
     return 1;
   }
-  char nodeVariable[4200];
-  std::snprintf(nodeVariable, sizeof nodeVariable, "ORV_NODE_DIR=%s", argv[1]);
   Search search;
   search.table = static_cast<const orv::GuardTable *>(memory);
-  search.nodeVariable = nodeVariable;
+  search.nodeVariable = argv[1];
   search.spared = {getpid(), getpgid(getppid()), getsid(0)};
 
   // A group and a session of its own: what a terminal or a shell sends to the daemon's group is not meant for it.

@@ -1,5 +1,6 @@
 #include "OutputLines.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace orv {
@@ -26,14 +27,25 @@ void OutputLines::flush(uint64_t nowNs, std::vector<OutputLine> &lines) {
   if (!unfinished_.empty()) complete(nowNs, true, lines);
 }
 
+std::vector<std::string> OutputLines::lastWords() const {
+  std::vector<std::string> lines = lastWords_;
+  if (lines.size() == LAST_WORDS_LINES) {
+    std::rotate(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(lineCount_ % LAST_WORDS_LINES), lines.end());
+  }
+  return lines;
+}
+
 void OutputLines::complete(uint64_t nowNs, bool partial, std::vector<OutputLine> &lines) {
   OutputLine line;
   line.number = ++lineCount_;
   line.monotonicNs = nowNs;
   line.partial = partial;
   line.text = std::exchange(unfinished_, {});
-  lastWords_.push_back(line.text);
-  if (lastWords_.size() > LAST_WORDS_LINES) lastWords_.pop_front();
+  if (lastWords_.size() < LAST_WORDS_LINES) {
+    lastWords_.push_back(line.text);
+  } else {
+    lastWords_[(lineCount_ - 1) % LAST_WORDS_LINES] = line.text;
+  }
   lines.push_back(std::move(line));
 }
 

@@ -3,7 +3,6 @@
 #define ORV_LINUX_OUTPUTLINES_H
 
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,16 +29,14 @@ class OutputLines {
   }
 
   // The last LAST_WORDS_LINES lines, oldest first.
-  const std::deque<std::string> &lastWords() const {
-    return lastWords_;
-  }
+  std::vector<std::string> lastWords() const;
 
  private:
   void complete(uint64_t nowNs, bool partial, std::vector<OutputLine> &lines);
 
   std::string unfinished_;
   uint64_t lineCount_ = 0;
-  std::deque<std::string> lastWords_;
+  std::vector<std::string> lastWords_;  // a ring from LAST_WORDS_LINES lines on
 };
 
 }  // namespace orv

@@ -29,7 +29,7 @@ constexpr size_t WRITE_BYTES = 4096;
 
 }  // namespace
 
-ProgramOutputs::ProgramOutputs() : buffer_(READ_BYTES) {}
+ProgramOutputs::ProgramOutputs() : buffer_(std::make_unique_for_overwrite<char[]>(READ_BYTES)) {}
 
 void ProgramOutputs::add(int pipe, pid_t program, uint32_t euId, const std::string &euName) {
   outputs_.erase(program);  // of an earlier process with that number
@@ -80,7 +80,7 @@ void ProgramOutputs::flushUnfinishedLines() {
 // Whether there may be more.
 bool ProgramOutputs::readOnce(Output &output) {
   if (output.pipe.get() < 0) return false;
-  const ssize_t length = ::read(output.pipe.get(), buffer_.data(), buffer_.size());
+  const ssize_t length = ::read(output.pipe.get(), buffer_.get(), READ_BYTES);
   if (length < 0 && errno == EINTR) return true;
   if (length < 0 && errno == EAGAIN) return false;
   if (length <= 0) {
@@ -88,8 +88,8 @@ bool ProgramOutputs::readOnce(Output &output) {
     return false;
   }
   const auto count = static_cast<size_t>(length);
-  show(output, buffer_.data(), count);
-  output.lines.feed({buffer_.data(), count}, monotonicNs(), lines_);
+  show(output, buffer_.get(), count);
+  output.lines.feed({buffer_.get(), count}, monotonicNs(), lines_);
   if (!lines_.empty()) recordOutput(output.euId, std::exchange(lines_, {}));
   return true;
 }

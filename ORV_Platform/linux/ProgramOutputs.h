@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -48,7 +49,7 @@ class ProgramOutputs {
   void forget(pid_t program);
 
   std::map<pid_t, Output> outputs_;
-  std::vector<char> buffer_;
+  std::unique_ptr<char[]> buffer_;  // not touched before there is something to read
   std::vector<OutputLine> lines_;
   bool leftOutReported_ = false;
 };

@@ -13,6 +13,7 @@
 #include "NodePaths.h"
 #include "Platform.h"
 #include "ProcessTree.h"
+#include "ReadinessMessage.h"
 #include "RunningPrograms.h"
 #include "StoreWriter.h"
 
@@ -126,20 +127,6 @@ socklen_t fillAddress(const std::string &text, sockaddr_un &socketAddress) {
 }
 
 }  // namespace
-
-ReadinessMessage parseReadinessMessage(std::string_view text) {
-  constexpr std::string_view STATUS = "STATUS=";
-  ReadinessMessage message;
-  while (!text.empty()) {
-    const size_t lineEnd = text.find('\n');
-    const std::string_view line = text.substr(0, lineEnd);
-    if (line == "READY=1") message.ready = true;
-    if (line.starts_with(STATUS)) message.status = std::string(line.substr(STATUS.size()));
-    if (lineEnd == std::string_view::npos) break;
-    text.remove_prefix(lineEnd + 1);
-  }
-  return message;
-}
 
 Status openReadinessSocket(int &descriptor) {
   const std::string id = std::to_string(getpid());

@@ -11,20 +11,11 @@
 #ifndef ORV_LINUX_READINESS_H
 #define ORV_LINUX_READINESS_H
 
-#include <optional>
 #include <string>
-#include <string_view>
 
 #include "Status.h"
 
 namespace orv {
-
-struct ReadinessMessage {
-  bool ready = false;
-  std::optional<std::string> status;
-};
-
-ReadinessMessage parseReadinessMessage(std::string_view text);
 
 // Makes the socket of this process's node; one for all of its programs. `descriptor` becomes the caller's.
 Status openReadinessSocket(int &descriptor);

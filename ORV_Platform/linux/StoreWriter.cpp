@@ -1,5 +1,6 @@
 #include "StoreWriter.h"
 
+#include <malloc.h>
 #include <pthread.h>
 #include <unistd.h>
 
@@ -19,6 +20,9 @@ namespace {
 
 // How long the first record of a burst waits for the others.
 constexpr auto GATHERING_TIME = std::chrono::milliseconds(2);
+
+// After so long without a record a burst is over, and the memory it took goes back to the system.
+constexpr auto QUIET_TIME = std::chrono::milliseconds(100);
 
 constexpr auto FLUSH_LIMIT = std::chrono::seconds(1);
 
@@ -106,8 +110,14 @@ void *runWriter(void *) {
   Writer &all = writer();
   std::unique_lock lock(all.mutex);
   const auto hurry = [&] { return all.ending || all.flushesWanted != 0; };
-  for (;;) {
-    all.somethingToDo.wait(lock, [&] { return hurry() || !all.waiting.empty(); });
+  const auto hasWork = [&] { return hurry() || !all.waiting.empty(); };
+  for (bool trimmed = true;; trimmed = false) {
+    if (!trimmed && !all.somethingToDo.wait_for(lock, QUIET_TIME, hasWork)) {
+      lock.unlock();
+      malloc_trim(0);
+      lock.lock();
+    }
+    all.somethingToDo.wait(lock, hasWork);
     all.somethingToDo.wait_for(lock, GATHERING_TIME, hurry);
     Waiting batch = std::exchange(all.waiting, {});
     const uint64_t number = ++all.batchesTaken;
