@@ -14,6 +14,7 @@
 #include "NodePaths.h"
 #include "NodeStore.h"
 #include "RunRecord.h"
+#include "TagList.h"
 #include "Words.h"
 
 namespace orv {
@@ -33,19 +34,6 @@ int fail(const Status &failure) {
 
 std::string nodeDirectoryOf(const Arguments &arguments) {
   return arguments.nodeDirectory.empty() ? nodeDirectory() : arguments.nodeDirectory;
-}
-
-// The store of the node; null after having said why not.
-Store openNode(const Arguments &arguments) {
-  const std::string directory = nodeDirectoryOf(arguments);
-  Store store;
-  Status opened = checkPrivateDirectory(directory);
-  if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXISTING, store);
-  if (opened.ok()) return store;
-  complain(opened.code == ENOENT ? "there is no node in " + directory +
-                                       " (start it, or name its directory with --node-dir or ORV_NODE_DIR)"
-                                 : opened.message);
-  return nullptr;
 }
 
 std::string stateDirectoryOf(const Arguments &arguments) {
@@ -133,6 +121,18 @@ std::string eusText(const std::vector<EuRecord> &eus, bool alive) {
 
 }  // namespace
 
+std::unique_ptr<NodeStore> openNode(const Arguments &arguments) {
+  const std::string directory = nodeDirectoryOf(arguments);
+  Store store;
+  Status opened = checkPrivateDirectory(directory);
+  if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXISTING, store);
+  if (opened.ok()) return store;
+  complain(opened.code == ENOENT ? "there is no node in " + directory +
+                                       " (start it, or name its directory with --node-dir or ORV_NODE_DIR)"
+                                 : opened.message);
+  return nullptr;
+}
+
 void complain(const std::string &text) {
   std::fprintf(stderr, "orvctl: %s\n", printable(text).c_str());
 }
@@ -183,6 +183,14 @@ int tagUnset(const Arguments &arguments, std::string &) {
 int tagList(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
+  if (arguments.isLong || arguments.json) {
+    TagListing listing;
+    listing.run = store->run();
+    listing.daemonIsAlive = listing.run && daemonIsAlive(*listing.run);
+    listing.tags = store->tags();
+    output += arguments.json ? tagListJson(listing) : longTagList(listing);
+    return EXIT_DONE;
+  }
   Rows rows = {{"NAME", "TYPE", "SET BY", "VALUE"}};
   for (const Tag &tag : store->tags()) {
     rows.push_back({printable(tag.name), typeText(tag.value.type), "pid " + std::to_string(tag.setter.pid),

@@ -221,6 +221,7 @@ Status NodeStore::beginRun(const RunInfo &run) {
     if (code == 0) code = transaction.put(Table::NODE, RUN_KEY, encode(numbered));
     Event event;
     event.kind = EventKind::RUN_STARTED;
+    event.monotonicNs = run.startedNs;
     event.text = "pid " + std::to_string(run.daemonPid);
     return code == 0 ? putEvent(transaction, event) : code;
   });
