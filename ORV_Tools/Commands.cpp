@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "DaemonProcessState.h"
+#include "LockWatch.h"
 #include "NodePaths.h"
 #include "NodeStore.h"
 #include "RunRecord.h"
@@ -153,6 +154,7 @@ int tagSet(const Arguments &arguments, std::string &) {
   if (!value) return EXIT_USAGE;
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
+  const LockWatch watch(nodeDirectoryOf(arguments));
   const Status done = store->setTag(arguments.tagName, *value);
   return done.ok() ? EXIT_DONE : fail(done);
 }
@@ -173,8 +175,10 @@ int tagUnset(const Arguments &arguments, std::string &) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
   bool wasSet = false;
-  const Status done = store->unsetTag(arguments.tagName, wasSet);
-  if (!done.ok()) return fail(done);
+  {
+    const LockWatch watch(nodeDirectoryOf(arguments));
+    if (const Status done = store->unsetTag(arguments.tagName, wasSet); !done.ok()) return fail(done);
+  }
   if (wasSet) return EXIT_DONE;
   complain("tag " + arguments.tagName + " was not set");
   return EXIT_NO;
@@ -218,6 +222,7 @@ int tagWait(const Arguments &arguments, std::string &) {
 int radSet(const Arguments &arguments, std::string &) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
+  const LockWatch watch(nodeDirectoryOf(arguments));
   const Status done = store->setRad(arguments.radNumber, arguments.radValue, RadOrigin::OPERATOR);
   return done.ok() ? EXIT_DONE : fail(done);
 }

@@ -27,8 +27,10 @@ constexpr size_t DROP_STEP = 256;
 Status checkTag(std::string_view name, const TagValue &value) {
   if (name.empty()) return Status::failure(EINVAL, "a tag without a name cannot be set (give it one)");
   if (name.size() > MAX_TAG_NAME_LENGTH) {
+    constexpr size_t SHOWN = 40;  // enough to know it by
     return Status::failure(EINVAL, "a tag name of " + std::to_string(name.size()) + " bytes is too long (at most " +
-                                       std::to_string(MAX_TAG_NAME_LENGTH) + ")");
+                                       std::to_string(MAX_TAG_NAME_LENGTH) + "): it begins with " +
+                                       std::string(cutText(name, SHOWN)));
   }
   if (value.type == TagType::STRING && value.text.size() > MAX_TAG_TEXT_LENGTH) {
     return Status::failure(EINVAL, "the text of tag " + std::string(name) +
