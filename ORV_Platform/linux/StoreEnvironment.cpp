@@ -98,6 +98,14 @@ int publicCode(int code) {
   return code == OTHER_LAYOUT ? EPROTO : code;
 }
 
+// Whether this process may read the store's file but not write it, or its lock.
+bool mayOnlyRead(const std::string &path) {
+  const auto isRefused = [](const std::string &file, int mode) {
+    return faccessat(AT_FDCWD, file.c_str(), mode, AT_EACCESS) != 0 && errno != ENOENT;
+  };
+  return !isRefused(path, R_OK) && (isRefused(path, W_OK) || isRefused(path + "-lock", R_OK | W_OK));
+}
+
 int walk(Cursor &cursor) {
   MDB_val key{};
   MDB_val record{};
@@ -171,12 +179,14 @@ int StoreEnvironment::openFile(bool mayCreate) {
   } else if (file.st_uid != geteuid() && file.st_uid != 0) {
     return OTHER_OWNER;
   }
+  isLockless_ = !mayCreate && mayOnlyRead(path_);
+  const unsigned flags = ENVIRONMENT_FLAGS | (isLockless_ ? MDB_RDONLY | MDB_NOLOCK : 0U);
   int code = mayCreate ? reserveStoreLock(path_, MAX_READERS) : 0;
   if (code == 0) code = mdb_env_create(&environment_);
   if (code == 0) code = mdb_env_set_mapsize(environment_, MAP_SIZE);
   if (code == 0) code = mdb_env_set_maxreaders(environment_, MAX_READERS);
   if (code == 0) code = mdb_env_set_maxdbs(environment_, TABLE_COUNT);
-  if (code == 0) code = mdb_env_open(environment_, path_.c_str(), ENVIRONMENT_FLAGS, STORE_FILE_MODE);
+  if (code == 0) code = mdb_env_open(environment_, path_.c_str(), flags, STORE_FILE_MODE);
   if (code == 0 && mayCreate) giveStoreToGroup(path_);
   if (code == 0) code = coverMissingEnd();
   if (code != 0) return code;
@@ -199,6 +209,7 @@ int StoreEnvironment::coverMissingEnd() {
   if (fcntl(descriptor, F_SETFD, FD_CLOEXEC) != 0 || fstat(descriptor, &file) != 0) return errno;
   if (info.me_mapsize > MAP_SIZE || info.me_last_pgno >= MAP_SIZE / statistics.ms_psize) return NOT_A_STORE;
   const auto needed = static_cast<off_t>((info.me_last_pgno + 1) * statistics.ms_psize);
+  if (isLockless_) return 0;  // nothing that this process could do about it
   endWasMissing_ = file.st_size < needed;
   if (!endWasMissing_) return 0;
   return posix_fallocate(descriptor, file.st_size, needed - file.st_size);
@@ -331,6 +342,13 @@ ReadTransaction::~ReadTransaction() {
   if (code_ != 0) return;
   mdb_txn_reset(transaction_);
   environment_.putIdleReader(transaction_);
+}
+
+bool ReadTransaction::isWhole() const noexcept {
+  if (!environment_.isLockless() || code_ != 0) return true;
+  MDB_envinfo info{};
+  mdb_env_info(environment_.handle(), &info);  // never fails for an environment that is open
+  return info.me_last_txnid <= mdb_txn_id(transaction_) + 1;
 }
 
 int ReadTransaction::get(Table table, std::string_view key, std::string_view &record) const noexcept {
