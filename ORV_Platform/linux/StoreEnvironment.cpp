@@ -344,11 +344,11 @@ ReadTransaction::~ReadTransaction() {
   environment_.putIdleReader(transaction_);
 }
 
-bool ReadTransaction::isWhole() const noexcept {
-  if (!environment_.isLockless() || code_ != 0) return true;
+bool ReadTransaction::isOvertaken() const noexcept {
+  if (code_ != 0) return false;
   MDB_envinfo info{};
   mdb_env_info(environment_.handle(), &info);  // never fails for an environment that is open
-  return info.me_last_txnid <= mdb_txn_id(transaction_) + 1;
+  return info.me_last_txnid > mdb_txn_id(transaction_) + 1;
 }
 
 int ReadTransaction::get(Table table, std::string_view key, std::string_view &record) const noexcept {

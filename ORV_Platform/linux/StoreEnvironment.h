@@ -108,7 +108,9 @@ class ReadTransaction {
   ReadTransaction(const ReadTransaction &) = delete;
   ReadTransaction &operator=(const ReadTransaction &) = delete;
 
-  bool isWhole() const noexcept;
+  bool isWhole() const noexcept {
+    return !environment_.isLockless() || !isOvertaken();
+  }
 
   // The record of `key`; the bytes live as long as the transaction. MDB_NOTFOUND where there is none.
   int get(Table table, std::string_view key, std::string_view &record) const noexcept;
@@ -123,6 +125,8 @@ class ReadTransaction {
   int forEachIn(MDB_dbi table, std::string_view firstKey, Visit visit) const;
 
  private:
+  bool isOvertaken() const noexcept;
+
   StoreEnvironment &environment_;
   MDB_txn *transaction_ = nullptr;
   int code_ = 0;
