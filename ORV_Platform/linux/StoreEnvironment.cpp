@@ -14,16 +14,17 @@
 
 #include "RunRecord.h"
 #include "StoreCodec.h"
+#include "StoreFile.h"
 
 namespace orv {
 namespace {
 
+// Readers at the same moment, whatever their processes. LMDB's own limit of 126 is less than a large node has.
+constexpr unsigned MAX_READERS = 1024;
 // The same for all processes of a node, and address space only.
 constexpr size_t MAP_SIZE = 64UL * 1024 * 1024;
 // More than any change of ours takes, a configuration file of the largest size included.
 constexpr size_t RESERVE_SIZE = 4UL * 1024 * 1024;
-constexpr unsigned MAX_READERS = 1024;
-constexpr mode_t FILE_MODE = 0640;
 
 // Not synced, since the store need not outlive the boot. Readers' places belong to transactions and not to threads, so
 // that any thread may take up an idle one.
@@ -37,6 +38,7 @@ static_assert(std::size(TABLE_NAMES) == TABLE_COUNT);
 constexpr int NOT_A_STORE = -1;
 constexpr int OTHER_BOOT = -2;
 constexpr int OTHER_LAYOUT = -3;
+constexpr int OTHER_OWNER = -4;
 
 // In the table `node`. These two keys and their form stay in every future layout, so that every version can tell.
 constexpr const char *LAYOUT_KEY = "layout";
@@ -59,6 +61,7 @@ constexpr Explanation EXPLANATIONS[] = {
     {MDB_INVALID, "the file is damaged or not a node store", RESTART},
     {MDB_VERSION_MISMATCH, "the file was made by another version of LMDB or another kind of machine", RESTART},
     {NOT_A_STORE, "the file is damaged or not a node store", RESTART},
+    {OTHER_OWNER, "the file belongs to somebody else", RESTART},
     {OTHER_BOOT, "no node was started there since this machine booted", "start the node"},
     {OTHER_LAYOUT, "the store has another layout than this program knows",
      "end all programs of the node, remove the file, and start programs of one version"},
@@ -82,47 +85,25 @@ std::string reasonOf(int code) {
 
 // True for what a new file in the old one's place would cure.
 bool isDamage(int code) {
-  constexpr int DAMAGES[] = {MDB_INVALID, MDB_CORRUPTED, MDB_VERSION_MISMATCH, MDB_PAGE_NOTFOUND, NOT_A_STORE};
+  constexpr int DAMAGES[] = {MDB_INVALID,       MDB_CORRUPTED, MDB_VERSION_MISMATCH,
+                             MDB_PAGE_NOTFOUND, NOT_A_STORE,   OTHER_OWNER};
   return std::find(std::begin(DAMAGES), std::end(DAMAGES), code) != std::end(DAMAGES);
 }
 
 // What the callers of the store get in place of an internal code.
 int publicCode(int code) {
   if (code == NOT_A_STORE) return MDB_INVALID;
+  if (code == OTHER_OWNER) return EPERM;
   if (code == OTHER_BOOT) return ENOENT;
   return code == OTHER_LAYOUT ? EPROTO : code;
 }
 
-// The lock file belongs to one store: the next one makes its own. May be absent.
-void removeLock(const std::string &path) {
-  unlink((path + "-lock").c_str());
-}
-
-Status setFileAside(const std::string &path, int code, std::string &report) {
-  const std::string aside = path + ".damaged";
-  if (rename(path.c_str(), aside.c_str()) != 0) return storeFailure(errno, "cannot rename " + path + " to " + aside);
-  removeLock(path);
-  report = "the node store " + path + " cannot be used (" + reasonOf(code) + "): it is now " + aside +
-           ", and a new one takes its place";
-  return Status::success();
-}
-
-Status removeFile(const std::string &path) {
-  if (unlink(path.c_str()) != 0) return storeFailure(errno, "cannot remove the node store of the last boot, " + path);
-  removeLock(path);
-  return Status::success();
-}
-
-// Takes the space of the lock file from the file system at once. LMDB writes to it through a mapping, where a file
-// system that turns out to be full kills the process. Returns 0 or the errno.
-int reserveLock(const std::string &path) {
-  constexpr off_t LOCK_SIZE = (MAX_READERS + 64) * 64;  // a cache line for each reader, and the head
-  const int descriptor = open((path + "-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, FILE_MODE);
-  if (descriptor < 0) return errno;
-  // The size stays as it is: LMDB reads from it how many readers there are places for.
-  const int error = fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, LOCK_SIZE) == 0 ? 0 : errno;
-  close(descriptor);
-  return error == EOPNOTSUPP ? 0 : error;  // a file system that cannot reserve
+// Whether this process may read the store's file but not write it, or its lock.
+bool mayOnlyRead(const std::string &path) {
+  const auto isRefused = [](const std::string &file, int mode) {
+    return faccessat(AT_FDCWD, file.c_str(), mode, AT_EACCESS) != 0 && errno != ENOENT;
+  };
+  return !isRefused(path, R_OK) && (isRefused(path, W_OK) || isRefused(path + "-lock", R_OK | W_OK));
 }
 
 int walk(Cursor &cursor) {
@@ -176,7 +157,7 @@ Status StoreEnvironment::open(const std::string &path, bool mayCreate, std::uniq
     }
     candidate.reset();
     if (!mayCreate || !(isDamage(code) || code == OTHER_BOOT)) break;
-    Status status = code == OTHER_BOOT ? removeFile(path) : setFileAside(path, code, setAside);
+    Status status = code == OTHER_BOOT ? removeStoreFile(path) : setStoreFileAside(path, reasonOf(code), setAside);
     if (!status.ok()) return status;
   }
   return storeFailure(code, "cannot open the node store " + path);
@@ -195,13 +176,18 @@ int StoreEnvironment::openFile(bool mayCreate) {
     if (errno != ENOENT || !mayCreate) return errno;
   } else if (!S_ISREG(file.st_mode)) {
     return NOT_A_STORE;
+  } else if (file.st_uid != geteuid() && file.st_uid != 0) {
+    return OTHER_OWNER;
   }
-  int code = mayCreate ? reserveLock(path_) : 0;
+  isLockless_ = !mayCreate && mayOnlyRead(path_);
+  const unsigned flags = ENVIRONMENT_FLAGS | (isLockless_ ? MDB_RDONLY | MDB_NOLOCK : 0U);
+  int code = mayCreate ? reserveStoreLock(path_, MAX_READERS) : 0;
   if (code == 0) code = mdb_env_create(&environment_);
   if (code == 0) code = mdb_env_set_mapsize(environment_, MAP_SIZE);
   if (code == 0) code = mdb_env_set_maxreaders(environment_, MAX_READERS);
   if (code == 0) code = mdb_env_set_maxdbs(environment_, TABLE_COUNT);
-  if (code == 0) code = mdb_env_open(environment_, path_.c_str(), ENVIRONMENT_FLAGS, FILE_MODE);
+  if (code == 0) code = mdb_env_open(environment_, path_.c_str(), flags, STORE_FILE_MODE);
+  if (code == 0 && mayCreate) giveStoreToGroup(path_);
   if (code == 0) code = coverMissingEnd();
   if (code != 0) return code;
   forgetDeadReaders();
@@ -223,6 +209,7 @@ int StoreEnvironment::coverMissingEnd() {
   if (fcntl(descriptor, F_SETFD, FD_CLOEXEC) != 0 || fstat(descriptor, &file) != 0) return errno;
   if (info.me_mapsize > MAP_SIZE || info.me_last_pgno >= MAP_SIZE / statistics.ms_psize) return NOT_A_STORE;
   const auto needed = static_cast<off_t>((info.me_last_pgno + 1) * statistics.ms_psize);
+  if (isLockless_) return 0;  // nothing that this process could do about it
   endWasMissing_ = file.st_size < needed;
   if (!endWasMissing_) return 0;
   return posix_fallocate(descriptor, file.st_size, needed - file.st_size);
@@ -355,6 +342,13 @@ ReadTransaction::~ReadTransaction() {
   if (code_ != 0) return;
   mdb_txn_reset(transaction_);
   environment_.putIdleReader(transaction_);
+}
+
+bool ReadTransaction::isOvertaken() const noexcept {
+  if (code_ != 0) return false;
+  MDB_envinfo info{};
+  mdb_env_info(environment_.handle(), &info);  // never fails for an environment that is open
+  return info.me_last_txnid > mdb_txn_id(transaction_) + 1;
 }
 
 int ReadTransaction::get(Table table, std::string_view key, std::string_view &record) const noexcept {

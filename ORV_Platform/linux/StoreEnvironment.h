@@ -57,6 +57,11 @@ class StoreEnvironment {
     return path_;
   }
 
+  // Whether this process may read the store and not write, not even its place among the readers: see ReadTransaction.
+  bool isLockless() const {
+    return isLockless_;
+  }
+
   // False when the space that is left is needed for making space: LMDB never changes a page in place, so that even
   // removing a record takes new ones.
   bool hasSpace();
@@ -86,17 +91,26 @@ class StoreEnvironment {
   std::string path_;
   MDB_env *environment_ = nullptr;
   bool endWasMissing_ = false;
+  bool isLockless_ = false;
   std::array<MDB_dbi, TABLE_COUNT> tables_{};
   std::array<std::atomic<MDB_txn *>, IDLE_READERS> idleReaders_{};
 };
 
 // A snapshot of the store, for one thread. Keep it short: while it lasts, no page that it may read is used again.
+//
+// Who may only read the store's files is not among the readers that writers look after. Its snapshot is good as long as
+// no more than one change is made meanwhile (the pages that one leaves are used by the third at the earliest): what it
+// has read counts when it `isWhole` afterwards, and else is to be read again.
 class ReadTransaction {
  public:
   explicit ReadTransaction(StoreEnvironment &environment) noexcept;
   ~ReadTransaction();
   ReadTransaction(const ReadTransaction &) = delete;
   ReadTransaction &operator=(const ReadTransaction &) = delete;
+
+  bool isWhole() const noexcept {
+    return !environment_.isLockless() || !isOvertaken();
+  }
 
   // The record of `key`; the bytes live as long as the transaction. MDB_NOTFOUND where there is none.
   int get(Table table, std::string_view key, std::string_view &record) const noexcept;
@@ -111,6 +125,8 @@ class ReadTransaction {
   int forEachIn(MDB_dbi table, std::string_view firstKey, Visit visit) const;
 
  private:
+  bool isOvertaken() const noexcept;
+
   StoreEnvironment &environment_;
   MDB_txn *transaction_ = nullptr;
   int code_ = 0;
