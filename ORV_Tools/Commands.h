@@ -9,6 +9,7 @@
 #include <string>
 
 #include "NodeStore.h"
+#include "ResetHold.h"
 
 namespace orv {
 
@@ -36,6 +37,8 @@ struct Arguments {
   bool clear = false;
   bool isLong = false;
   bool json = false;
+  uint32_t resetHoldMin = DEFAULT_RESET_HOLD_MIN;
+  bool resetHoldOff = false;
 };
 
 // The store of the node; null after having said why not.

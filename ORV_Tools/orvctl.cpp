@@ -20,6 +20,7 @@
 #include "LogCommand.h"
 #include "Rehearsal.h"
 #include "RehearsalOptions.h"
+#include "ResetCommand.h"
 #include "Suggestion.h"
 
 namespace {
@@ -70,6 +71,7 @@ class CommandLine {
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
+    addResetCommands();
     addRehearse();
   }
   CommandLine(const CommandLine &) = delete;
@@ -177,6 +179,20 @@ class CommandLine {
     addCommand(*rad, "list", "All parameters that are set", orv::radList);
   }
 
+  void addResetCommands() {
+    CLI::App *why = addCommand(app_, "why-reset", "How the last run ended, and who asked for it", orv::whyReset);
+    why->add_flag("--json", arguments_.json, "As one JSON object, with the last events");
+    CLI::App *reset = app_.add_subcommand("reset", "Board resets that the node requests");
+    reset->require_subcommand(1);
+    addDirectories(*reset);
+    CLI::App *hold = addCommand(*reset, "hold", "Hold resets off while somebody debugs", orv::resetHold);
+    CLI::Option *minutes = addParsed(*hold, "MINUTES", "For how long: 1 to 1440 (else 30)", "a number from 1 to 1440",
+                                     [this](const std::string &text) { return takeHoldMinutes(text); });
+    minutes->type_name("");
+    hold->add_flag("--off", arguments_.resetHoldOff, "Let resets through again")->excludes(minutes);
+    addCommand(*reset, "status", "Whether resets are held", orv::resetStatus);
+  }
+
   // An option whose text `take` understands or refuses.
   template <typename Take>
   CLI::Option *addParsed(CLI::App &command, const std::string &name, const std::string &description,
@@ -198,6 +214,12 @@ class CommandLine {
               })
         ->required()
         ->type_name("");
+  }
+
+  bool takeHoldMinutes(const std::string &text) {
+    const std::optional<uint32_t> minutes = orv::parseNumber(text);
+    arguments_.resetHoldMin = minutes.value_or(0);
+    return minutes && *minutes >= 1 && *minutes <= orv::MAX_RESET_HOLD_MIN;
   }
 
   bool takeTimeout(const std::string &text) {

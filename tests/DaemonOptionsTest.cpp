@@ -119,7 +119,7 @@ TEST_F(DaemonOptions, ReadinessIsToldOnceInAWholeRun) {
   start.environment = {"NOTIFY_SOCKET=" + node.path("notify")};
   const auto daemon = node.startedDaemon({"-v"}, start);
   expectGracefulEnd(*daemon);
-  EXPECT_EQ(socket.messages(), Lines{"READY=1"});
+  EXPECT_EQ(socket.messages(), (Lines{"READY=1", "STATUS=starting", "STATUS=running", "STOPPING=1"}));
 }
 
 TEST_F(DaemonOptions, HelpPrintsTheUsageAndTheStartupGoesOn) {

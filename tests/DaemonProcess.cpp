@@ -35,7 +35,8 @@ std::vector<std::string> wholeEnvironment(const std::vector<std::string> &added)
   for (char **variable = environ; *variable != nullptr; ++variable)
     put(*variable);
   // What the process that runs the tests was told is not meant for the daemon.
-  for (const char *name : {"NOTIFY_SOCKET", "JOURNAL_STREAM", "ORV_CE_NAME", "ORV_EU_NAME"}) {
+  for (const char *name :
+       {"NOTIFY_SOCKET", "WATCHDOG_USEC", "WATCHDOG_PID", "JOURNAL_STREAM", "ORV_CE_NAME", "ORV_EU_NAME"}) {
     variables.erase(name);
   }
   for (const std::string &variable : added)

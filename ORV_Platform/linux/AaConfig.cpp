@@ -8,6 +8,7 @@
 #include "NoThrow.h"
 #include "Platform.h"
 #include "PlatformConfig.h"
+#include "StartupStage.h"
 
 namespace {
 
@@ -84,7 +85,9 @@ int32_t AaConfigTagIsSet(const char *name) {
   if (name == nullptr) return 0;
   return orv::withoutExceptions<int32_t>(0, [&] {
     const orv::NodeStore *store = orv::nodeStore();
-    return store != nullptr && store->tagIsSet(name) ? 1 : 0;
+    const bool isSet = store != nullptr && store->tagIsSet(name);
+    if (orv::inStartupEu()) orv::noteTagAsked(name, isSet);
+    return isSet ? 1 : 0;
   });
 }
 

@@ -5,21 +5,24 @@
 
 #include <atomic>
 #include <cerrno>
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <string>
 
+#include "BoardSettings.h"
 #include "Caretaker.h"
 #include "Command.h"
 #include "ExecutionUnits.h"
+#include "FlightRecorder.h"
 #include "NodePaths.h"
 #include "Platform.h"
 #include "PlatformConfig.h"
-#include "PlatformReset.h"
+#include "PrintPort.h"
 #include "RunRecord.h"
 #include "RunningPrograms.h"
+#include "ServiceManager.h"
+#include "StartupStage.h"
 #include "StoreWriter.h"
 #include "SysComUsers.h"
 
@@ -52,23 +55,6 @@ void complainUnlessOk(uint32_t severity, const Status &status) {
   if (!status.ok()) platformComplain(severity, status.message);
 }
 
-uint64_t realtimeNs() {
-  using namespace std::chrono;
-  return static_cast<uint64_t>(duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count());
-}
-
-uint32_t settingOr(const NodeStore &store, const char *tagName, uint32_t fallback) {
-  const std::optional<Tag> tag = store.tag(tagName);
-  return tag && tag->value.type != TagType::STRING ? tag->value.number : fallback;
-}
-
-ResetLimits resetLimits(const NodeStore &store) {
-  ResetLimits limits;
-  limits.resetBudget = settingOr(store, BOARD_RESET_BUDGET_TAG, limits.resetBudget);
-  limits.resetWindowS = settingOr(store, BOARD_RESET_WINDOW_TAG, limits.resetWindowS);
-  return limits;
-}
-
 void noteEvent(EventKind kind, const std::string &text) {
   Event event;
   event.kind = kind;
@@ -80,6 +66,7 @@ void noteEvent(EventKind kind, const std::string &text) {
 Status earlyStartup() {
   // EUs wait for programs: an arena for each of them would be memory for nothing.
   mallopt(M_ARENA_MAX, 1);
+  closePrintPort();
   prepareForPrograms();
   Status status = claimNode();
   if (!status.ok()) return status;
@@ -119,6 +106,7 @@ Status ceStartup() {
         SEVERITY_WARNING,
         std::string("no thread for the node store, whose writing now holds up the EUs: ") + std::strerror(error));
   }
+  complainUnlessOk(SEVERITY_ERROR, openPrintPort(gOrvStartupConfig.printIp, gOrvStartupConfig.printPort));
   if (gOrvStartupConfig.masterNid == 0) gOrvStartupConfig.masterNid = gOrvStartupConfig.nid;
   if (gOrvStartupConfig.rtConfigFile[0] != '\0') {
     complainUnlessOk(SEVERITY_ERROR, applyPlatformConfig(*store, gOrvStartupConfig.rtConfigFile));
@@ -126,7 +114,7 @@ Status ceStartup() {
   RunRecord record;
   const ResetLimits limits = resetLimits(*store);
   // Without a state directory the node runs all the same; it only cannot know how its last run ended.
-  complainUnlessOk(SEVERITY_ERROR, recordStart(stateDirectory(), limits, record));
+  complainUnlessOk(SEVERITY_ERROR, recordRunStart(*store, limits, record));
   gUngracefulCount = record.ungracefulCount;
   reportRunRecord(record, limits);
 
@@ -137,6 +125,7 @@ Status ceStartup() {
   run.ceName = ceName == nullptr ? "" : ceName;
   Status status = store->updateRun(run);
   if (!status.ok()) return status;
+  beginStartup();
   noteEvent(EventKind::CE_STARTED, "node id " + std::to_string(run.nid));
   complainUnlessOk(SEVERITY_WARNING, startCaretaker());
   return Status::success();
@@ -144,9 +133,11 @@ Status ceStartup() {
 
 Status ceShutdown() {
   joinEus();
+  endStartup();
+  stopFeeding();
   NodeStore *store = nodeStore();
   const uint32_t graceMs =
-      store == nullptr ? DEFAULT_GRACE_TIME_MS : settingOr(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
+      store == nullptr ? DEFAULT_GRACE_TIME_MS : numberSetting(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
   Status ended = endPrograms(graceMs);
   complainUnlessOk(SEVERITY_ERROR, ended);
   stopCaretaker();
@@ -159,6 +150,9 @@ Status ceShutdown() {
   clearMessageSockets(nodeDirectory());
   Status recorded = recordGracefulShutdown(stateDirectory());
   complainUnlessOk(SEVERITY_ERROR, recorded);
+  // A state directory that cannot be written has been reported with the run record.
+  const Status stopped = recordRunStop();
+  if (recorded.ok()) complainUnlessOk(SEVERITY_ERROR, stopped);
   return ended.ok() ? recorded : ended;
 }
 
@@ -172,11 +166,6 @@ int32_t asResult(Operation operation) {
   } catch (const std::exception &) {
     return ENOMEM;
   }
-}
-
-void recordReset(const std::string &text) {
-  noteEvent(EventKind::RESET_REQUESTED, text);
-  flushRecords();
 }
 
 }  // namespace
@@ -200,29 +189,4 @@ extern "C" int32_t AaStartupCeShutdown(void) {
 
 extern "C" uint32_t AaStartupCeUngracefulShutdownCount(uint32_t) {
   return orv::gUngracefulCount;
-}
-
-extern "C" void orvPlatformResetRefused(const char *reason) {
-  orv::asResult([=] {
-    orv::recordReset(reason);
-    orv::platformLog(orv::SEVERITY_WARNING, reason);
-    return orv::Status::success();
-  });
-}
-
-extern "C" void orvPlatformResetBegins(const char *means) {
-  orv::asResult([=] {
-    orv::recordReset(means);
-    const orv::NodeStore *store = orv::nodeStore();
-    const orv::ResetLimits limits = store == nullptr ? orv::ResetLimits{} : orv::resetLimits(*store);
-    return orv::recordResetRequest(orv::stateDirectory(), limits);
-  });
-}
-
-extern "C" void orvPlatformResetFailed(const char *reason) {
-  orv::asResult([=] {
-    orv::recordReset(reason);
-    orv::platformLog(orv::SEVERITY_ERROR, reason);
-    return orv::withdrawResetRequest(orv::stateDirectory());
-  });
 }

@@ -1,62 +1,95 @@
 #include "AaSysLog.h"
 
-#include <sys/uio.h>
-#include <syslog.h>
-#include <systemd/sd-journal.h>
 #include <unistd.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <string>
-#include <vector>
+#include <string_view>
 
+#include "AaStartup.h"
+#include "Datagrams.h"
 #include "ExecutionUnits.h"
+#include "FlightRecord.h"
+#include "LogSink.h"
 #include "Platform.h"
+#include "PrintPort.h"
+#include "StartupStage.h"
 #include "StoreWriter.h"
 #include "SystemLog.h"
 
 namespace orv {
 namespace {
 
-int syslogPriority(uint32_t severity) {
-  switch (severity) {
-    case SEVERITY_INFO:
-      return LOG_INFO;
-    case SEVERITY_WARNING:
-      return LOG_WARNING;
-    case SEVERITY_ERROR:
-      return LOG_ERR;
-    default:  // the daemon uses no other; applications may
-      return severity < SEVERITY_INFO ? LOG_DEBUG : LOG_CRIT;
+constexpr const char *JOURNAL_SOCKET = "/run/systemd/journal/socket";
+constexpr const char *SYSLOG_SOCKET = "/dev/log";
+
+std::string environmentOr(const char *name, const char *fallback) {
+  const char *value = std::getenv(name);
+  return value == nullptr || *value == '\0' ? fallback : value;
+}
+
+// The sinks by their own protocols and not by sd_journal_send and syslog, which wait for a receiver that does not read.
+// Never destroyed: EUs may still log while the process exits.
+
+LogSink &journal() {
+  static const std::string path = environmentOr("ORV_JOURNAL_SOCKET", JOURNAL_SOCKET);
+  static auto *sink = new LogSink(
+      "the journal", journalDatagram, [](std::string_view datagram) { return sendToPath(path, datagram); },
+      monotonicNs);
+  return *sink;
+}
+
+LogSink &syslogDaemon() {
+  static const std::string path = environmentOr("ORV_SYSLOG_SOCKET", SYSLOG_SOCKET);
+  static auto *sink = new LogSink(
+      "the syslog daemon", syslogDatagram, [](std::string_view datagram) { return sendToPath(path, datagram); },
+      monotonicNs);
+  return *sink;
+}
+
+// The node's id as far as it is known: in the daemon from its start-up record, elsewhere from the store, once the CE is
+// up.
+std::optional<uint16_t> nodeId() {
+  static std::atomic<int32_t> known{-1};
+  if (gOrvStartupConfig.nid != 0) return gOrvStartupConfig.nid;
+  if (known < 0) {
+    const NodeStore *store = openNodeStore();
+    const std::optional<RunInfo> run = store == nullptr ? std::nullopt : store->run();
+    if (!run || run->state != RunState::UP) return std::nullopt;
+    known = run->nid;
+  }
+  return static_cast<uint16_t>(known);
+}
+
+// Whose line it is: the EU of this thread and its program; in a program of the node the EU that runs it, and itself.
+void takeOrigin(LogLine &line) {
+  static const std::string ownEu = environmentOr("ORV_EU_NAME", "");
+  if (const EuRecord *eu = currentEuRecord()) {
+    line.eu = eu->name;
+    line.application = eu->path;
+  } else if (!ownEu.empty()) {
+    line.eu = ownEu;
+    line.application = program_invocation_name;
   }
 }
 
-// True when there was a journal to write to. libsystemd says nothing when there is none, so its socket is looked for.
-bool writeJournal(uint32_t severity, const std::string &text) {
-  if (access("/run/systemd/journal/socket", W_OK) != 0) return false;
-  const std::string fields[] = {
-      "MESSAGE=" + text,
-      "PRIORITY=" + std::to_string(syslogPriority(severity)),
-      std::string("SYSLOG_IDENTIFIER=") + program_invocation_short_name,
-      "ORV_EU=" + currentEuName(),
-  };
-  std::vector<iovec> vectors;
-  for (const std::string &field : fields) {
-    vectors.push_back({const_cast<char *>(field.data()), field.size()});
-  }
-  return sd_journal_sendv(vectors.data(), static_cast<int>(vectors.size())) == 0;
-}
-
-void appendLogEvent(uint32_t severity, const std::string &text) {
-  Event event;
-  event.kind = EventKind::LOG;
-  event.code = severity;
-  event.euId = currentEu();
-  event.text = text;
-  recordEvent(std::move(event));
+LogLine lineOf(uint32_t severity, const std::string &text) {
+  LogLine line;
+  line.severity = severity;
+  line.text = text;
+  line.identifier = program_invocation_short_name;
+  line.pid = static_cast<uint32_t>(getpid());
+  line.realtimeNs = realtimeNs();
+  line.nid = nodeId();
+  takeOrigin(line);
+  return line;
 }
 
 // What `format` and `arguments` make, whatever its length.
@@ -81,11 +114,13 @@ std::string formatText(const char *format, va_list arguments) {
 
 }  // namespace
 
+void writeToLogSinks(const LogLine &line) {
+  if (!journal().write(line)) static_cast<void>(syslogDaemon().write(line));
+  printLine(line);
+}
+
 void writeSystemLog(uint32_t severity, const std::string &text) {
-  if (!writeJournal(severity, text) && access("/dev/log", W_OK) == 0) {
-    syslog(LOG_DAEMON | syslogPriority(severity), "%s", text.c_str());
-  }
-  appendLogEvent(severity, text);
+  recordLogLine(lineOf(severity, text), currentEu());
 }
 
 }  // namespace orv
@@ -98,13 +133,15 @@ extern "C" int32_t AaSysLogPrint(uint32_t severity, const char *format, ...) {
   try {
     // A program that only logs is one of the node as well: its first line opens the store.
     orv::nodeStore();
-    orv::writeSystemLog(severity, orv::formatText(format, arguments));
+    const std::string text = orv::formatText(format, arguments);
+    orv::writeSystemLog(severity, text);
+    if (orv::inStartupEu()) orv::noteLogLine(text);
   } catch (const std::exception &) {
     result = ENOMEM;
   }
   va_end(arguments);
   // The node's start-up has been deep in its stack, with a table of 64 definitions; its last word is a line of the log,
   // and then it waits for as long as the node is up.
-  if (orv::currentEuIsJoinable()) orv::releaseUnusedStack();
+  if (orv::inStartupEu()) orv::releaseUnusedStack();
   return result;
 }

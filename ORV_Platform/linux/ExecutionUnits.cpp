@@ -12,6 +12,8 @@
 #include <vector>
 
 #include "Platform.h"
+#include "ServiceManager.h"
+#include "StartupStage.h"
 #include "StoreWriter.h"
 
 namespace orv {
@@ -27,7 +29,7 @@ struct ExecutionUnit {
   EuRecord record;
   AaProEuEntry entry = nullptr;
   std::unique_ptr<std::byte[]> argument;
-  bool joinable = false;
+  bool isStartup = false;  // see StartupStage.h
 };
 
 // How much of the stack below its frame an EU gives back. Deeper it seldom gets, and what starts it off lies above: the
@@ -54,12 +56,21 @@ JoinableThreads &joinableThreads() {
   return *threads;
 }
 
+void reportUnlessOk(const Status &status) {
+  if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
+}
+
 void *runUnit(void *argument) {
   std::unique_ptr<ExecutionUnit> unit(static_cast<ExecutionUnit *>(argument));
   gCurrentUnit = unit.get();
   gStackLimit = reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) - (MIN_STACK_BYTES - ABOVE_FIRST_FRAME_BYTES);
   pthread_setname_np(pthread_self(), unit->record.name.substr(0, KERNEL_NAME_LENGTH).c_str());
+  if (unit->isStartup) enterStartupEu();
   void *result = unit->entry(unit->argument.get());
+  if (unit->isStartup) {
+    leaveStartupEu();
+    stopFeeding();
+  }
   unit->record.finished = true;
   recordEu(unit->record, EventKind::EU_FINISHED, unit->record.name);
   gCurrentUnit = nullptr;
@@ -91,7 +102,6 @@ class ThreadAttributes {
 int32_t createEu(const EuRequest &request, uint32_t &id) {
   auto unit = std::make_unique<ExecutionUnit>();
   unit->entry = request.entry;
-  unit->joinable = request.joinable;
   if (request.argumentBytes != 0) {
     // operator new[] of bytes aligns for any type.
     unit->argument = std::make_unique<std::byte[]>(request.argumentBytes);
@@ -104,12 +114,17 @@ int32_t createEu(const EuRequest &request, uint32_t &id) {
   // Written before the EU runs, so that its own records come after it.
   recordEu(unit->record, EventKind::EU_CREATED, request.name);
 
+  unit->isStartup = isStartupToBe(request.joinable);
+  if (unit->isStartup) reportUnlessOk(startFeeding());
+  noteEuCreated(request.name, {static_cast<const char *>(request.argument), request.argumentBytes});
+
   const ThreadAttributes attributes(request.stackBytes, request.joinable);
   JoinableThreads &joinable = joinableThreads();
   const std::lock_guard lock(joinable.mutex);
   pthread_t thread;
   const int error = pthread_create(&thread, attributes.get(), runUnit, unit.get());
   if (error != 0) {
+    if (unit->isStartup) stopFeeding();
     unit->record.finished = true;
     unit->record.state = EuState::LAUNCH_FAILED;
     unit->record.result = error;
@@ -131,10 +146,6 @@ std::string currentEuName() {
 
 EuRecord *currentEuRecord() {
   return gCurrentUnit == nullptr ? nullptr : &gCurrentUnit->record;
-}
-
-bool currentEuIsJoinable() {
-  return gCurrentUnit != nullptr && gCurrentUnit->joinable;
 }
 
 __attribute__((noinline)) void releaseUnusedStack() {

@@ -10,50 +10,24 @@
 #include <cstdio>
 #include <limits>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <system_error>
 
-#include "Descriptor.h"
 #include "NodePaths.h"
+#include "StateFile.h"
 
 namespace orv {
 namespace {
 
-constexpr size_t MAX_RECORD_SIZE = 4096;  // bytes; a record has some 150
+constexpr const char *RECORD_NAME = "run-record";
+constexpr const char *RECORD = "the run record";  // in messages
+constexpr size_t MAX_RECORD_SIZE = 4096;          // bytes; a record has some 150
 constexpr mode_t FILE_MODE = 0640;
 constexpr uint64_t NS_PER_S = 1'000'000'000;
 
-Status systemFailure(int error, const std::string &what) {
-  return Status::failure(error, what + ": " + std::generic_category().message(error));
-}
-
-// Reads up to `limit` bytes; returns 0 or the errno.
-int readUpTo(int descriptor, size_t limit, std::string &text) {
-  text.resize(limit);
-  size_t length = 0;
-  while (length < limit) {
-    const ssize_t got = read(descriptor, text.data() + length, limit - length);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return errno;
-    if (got == 0) break;
-    length += static_cast<size_t>(got);
-  }
-  text.resize(length);
-  return 0;
-}
-
-int writeAll(int descriptor, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(descriptor, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return errno;
-    text.remove_prefix(static_cast<size_t>(written));
-  }
-  return 0;
-}
-
 std::string recordPath(const std::string &stateDirectory) {
-  return stateDirectory + "/run-record";
+  return stateDirectory + "/" + RECORD_NAME;
 }
 
 uint64_t boottimeNs() {
@@ -114,36 +88,8 @@ bool parse(std::string_view text, RunRecord &record) {
          takeNumber(fields, "startedBoottimeNs", record.startedBoottimeNs);
 }
 
-Status syncFile(int descriptor, const std::string &path) {
-  if (fsync(descriptor) == 0) return Status::success();
-  return systemFailure(errno, "cannot sync " + path);
-}
-
-Status writeTemporary(const std::string &path, const RunRecord &record) {
-  // One left over from a start that lost power is overwritten; the lock keeps everybody else away from it.
-  const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, FILE_MODE));
-  if (file.get() < 0) return systemFailure(errno, "cannot write the run record " + path);
-  if (const int error = writeAll(file.get(), format(record)); error != 0) {
-    return systemFailure(error, "cannot write the run record " + path);
-  }
-  return syncFile(file.get(), path);
-}
-
-// After a power cut there is either the old record or the new one, whole.
 Status replaceRecord(const std::string &stateDirectory, const RunRecord &record) {
-  const std::string path = recordPath(stateDirectory);
-  const std::string temporary = path + ".new";
-  Status status = writeTemporary(temporary, record);
-  if (!status.ok()) {
-    unlink(temporary.c_str());
-    return status;
-  }
-  if (rename(temporary.c_str(), path.c_str()) != 0) {
-    return systemFailure(errno, "cannot rename " + temporary + " to " + path);
-  }
-  const Descriptor directory(open(stateDirectory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (directory.get() < 0) return systemFailure(errno, "cannot open directory " + stateDirectory);
-  return syncFile(directory.get(), stateDirectory);
+  return replaceStateFile(stateDirectory, RECORD_NAME, RECORD, format(record));
 }
 
 // The record of a state directory, locked against every other change for as long as the object lives.
@@ -213,27 +159,22 @@ void countEnd(const std::string &bootId, const ResetLimits &limits, RunRecord &r
 }  // namespace
 
 std::string currentBootId() {
-  const Descriptor file(open("/proc/sys/kernel/random/boot_id", O_RDONLY | O_CLOEXEC));
-  std::string text;
   constexpr size_t MAX_BOOT_ID_SIZE = 64;
-  if (file.get() < 0 || readUpTo(file.get(), MAX_BOOT_ID_SIZE, text) != 0) return "";
-  return text.substr(0, text.find('\n'));
+  std::optional<std::string> text;
+  const Status found = readStateFile("/proc/sys/kernel/random", "boot_id", "the boot id", MAX_BOOT_ID_SIZE, text);
+  return found.ok() && text ? text->substr(0, text->find('\n')) : "";
 }
 
 Status readRunRecord(const std::string &stateDirectory, RunRecord &record) {
   record = RunRecord{};
-  const std::string path = recordPath(stateDirectory);
-  // O_NONBLOCK: whatever has taken the file's place, opening it must not wait.
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
-  if (file.get() < 0 && errno == ENOENT) return Status::success();
-  if (file.get() < 0) return systemFailure(errno, "cannot read the run record " + path);
-  std::string text;
-  if (const int error = readUpTo(file.get(), MAX_RECORD_SIZE + 1, text); error != 0) {
-    return systemFailure(error, "cannot read the run record " + path);
+  std::optional<std::string> text;
+  if (Status found = readStateFile(stateDirectory, RECORD_NAME, RECORD, MAX_RECORD_SIZE, text); !found.ok()) {
+    return found;
   }
-  if (text.size() <= MAX_RECORD_SIZE && parse(text, record)) return Status::success();
+  if (!text) return Status::success();
+  if (text->size() <= MAX_RECORD_SIZE && parse(*text, record)) return Status::success();
   record = RunRecord{};
-  return Status::failure(EBADMSG, "the run record " + path +
+  return Status::failure(EBADMSG, "the run record " + recordPath(stateDirectory) +
                                       " cannot be understood and counts as fresh: how the last runs ended is not known"
                                       " (the next change of it writes it anew)");
 }

@@ -14,12 +14,11 @@
 
 #include "AaConfig.h"
 #include "AaMem.h"
+#include "BoardSettings.h"
 #include "PlatformConfig.h"
 #include "PlatformReset.h"
 
 namespace {
-
-constexpr const char *DEFAULT_WATCHDOG_DEVICE = "/dev/watchdog";
 
 // The text of a tag, or `fallback` where it is not set.
 std::string settingOr(const char *tagName, const char *fallback) {
@@ -38,40 +37,49 @@ int32_t failed(const std::string &what, int error) {
   return -error;
 }
 
-// The watchdog resets the board once nobody feeds it: its shortest time-out, and the device left open and alone.
-int32_t resetByWatchdog() {
-  const std::string device = settingOr(orv::BOARD_WATCHDOG_DEVICE_TAG, DEFAULT_WATCHDOG_DEVICE);
-  orvPlatformResetBegins(("board reset by " + device).c_str());
+// The watchdog resets the board once nobody feeds it: its shortest time-out, and the device left open and alone. The
+// file systems get what time that leaves them.
+int32_t resetByWatchdog(const std::string &device) {
   const int descriptor = open(device.c_str(), O_WRONLY | O_CLOEXEC);
   if (descriptor < 0) return failed("cannot open " + device, errno);
   int timeoutS = 1;
-  if (ioctl(descriptor, WDIOC_SETTIMEOUT, &timeoutS) == 0 || errno == EOPNOTSUPP) return 0;
-  // A driver may refuse 1 s; its own time-out then serves as well. A file that is no watchdog does not know the
-  // question.
   int currentS = 0;
-  if (ioctl(descriptor, WDIOC_GETTIMEOUT, &currentS) == 0) return 0;
-  const int error = errno;
-  close(descriptor);
-  return failed(device + " is no watchdog", error);
+  // A driver may refuse 1 s, or to be told at all; its own time-out then serves as well. A file that is no watchdog
+  // does not know the questions.
+  if (ioctl(descriptor, WDIOC_SETTIMEOUT, &timeoutS) != 0 && errno != EOPNOTSUPP &&
+      ioctl(descriptor, WDIOC_GETTIMEOUT, &currentS) != 0) {
+    const int error = errno;
+    close(descriptor);
+    return failed(device + " is no watchdog", error);
+  }
+  orvPlatformSyncFileSystems();
+  return 0;
 }
 
 int32_t resetByReboot() {
-  orvPlatformResetBegins("board reset by reboot");
-  sync();
+  orvPlatformSyncFileSystems();
   if (reboot(RB_AUTOBOOT) == 0) return 0;
   return failed("reboot", errno);
 }
 
-int32_t resetBoard() {
-  const std::string method = settingOr(orv::BOARD_RESET_TAG, "none");
-  if (method == "watchdog") return resetByWatchdog();
-  if (method == "reboot") return resetByReboot();
+int32_t refuse(const std::string &method) {
   const std::string reason = method == "none"
                                  ? "board reset requested, but the configuration has reset=\"none\": nothing is reset"
                                  : "board reset requested, but tag " + std::string(orv::BOARD_RESET_TAG) + " is \"" +
                                        method + "\" and not none, watchdog or reboot: nothing is reset";
   orvPlatformResetRefused(reason.c_str());
   return -EOPNOTSUPP;
+}
+
+int32_t resetBoard() {
+  const std::string method = settingOr(orv::BOARD_RESET_TAG, "none");
+  const bool isWatchdog = method == "watchdog";
+  if (!isWatchdog && method != "reboot") return refuse(method);
+  const std::string means =
+      isWatchdog ? settingOr(orv::BOARD_WATCHDOG_DEVICE_TAG, orv::DEFAULT_WATCHDOG_DEVICE) : "reboot";
+  if (orvPlatformResetIsHeld(means.c_str()) != 0) return -EBUSY;
+  orvPlatformResetBegins(means.c_str());
+  return isWatchdog ? resetByWatchdog(means) : resetByReboot();
 }
 
 }  // namespace

@@ -21,6 +21,7 @@
 
 #include "AaConfig.h"
 #include "AaSysCom.h"
+#include "AaSysLog.h"
 #include "PlatformMessages.h"
 
 extern char **environ;
@@ -156,6 +157,29 @@ int forkChild(const Arguments &arguments) {
   stayForEver();
 }
 
+int logOnce(const Arguments &arguments) {
+  if (AaSysLogPrint(2, "%s", arguments.at(0).c_str()) != 0) return 1;
+  stayForEver();
+}
+
+// Lines by `say`, as fast as they are taken: so many, and then on until the tag "storm.end" is set.
+template <typename Say>
+int storm(const Arguments &arguments, Say say) {
+  constexpr unsigned long LOOK_INTERVAL = 1000;
+  const unsigned long count = std::stoul(arguments.at(0));
+  for (unsigned long i = 0; i < count || i % LOOK_INTERVAL != 0 || AaConfigTagIsSet("storm.end") == 0; ++i)
+    say(i);
+  return AaConfigTagSetU32("storm.over", 1) == 0 ? 0 : 1;
+}
+
+int logStorm(const Arguments &arguments) {
+  return storm(arguments, [](unsigned long i) { AaSysLogPrint(2, "storm %lu", i); });
+}
+
+int printStorm(const Arguments &arguments) {
+  return storm(arguments, [](unsigned long i) { std::printf("storm %lu\n", i); });
+}
+
 struct Command {
   std::string_view name;
   size_t argumentCount;  // at least
@@ -175,6 +199,9 @@ constexpr Command COMMANDS[] = {
     {"ignore-term", 0, ignoreTerm},
     {"fork-child", 0, forkChild},
     {"receive", 1, receive},
+    {"log", 1, logOnce},
+    {"log-storm", 1, logStorm},
+    {"print-storm", 1, printStorm},
 };
 
 }  // namespace

@@ -1,0 +1,66 @@
+// A board for the daemon's process, put before the C library: its watchdog resets it, its boots are made by the test,
+// and nobody waits for half a minute.
+//
+//   FAKE_BOARD_BOOT_ID  file that stands for the kernel's boot id
+//   FAKE_BOARD_ERRNO    the watchdog refuses with it; without it the watchdog accepts, and its time-out resets the
+//   board
+//                       at once: the process is killed in the middle of the request
+//   FAKE_BOARD_HURRIES  each sleep is over at once
+//
+// Sleeps of 10 s and more are over at once in any case. Everything else goes to the kernel as it is.
+#include <errno.h>
+#include <fcntl.h>
+#include <linux/watchdog.h>
+#include <signal.h>
+#include <stdarg.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/ioctl.h>
+#include <sys/syscall.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char *BOOT_ID = "/proc/sys/kernel/random/boot_id";
+constexpr long LONG_SLEEP_S = 10;
+
+#ifdef SYS_clock_nanosleep_time64
+constexpr long SLEEP_CALL = SYS_clock_nanosleep_time64;
+#else
+constexpr long SLEEP_CALL = SYS_clock_nanosleep;
+#endif
+
+}  // namespace
+
+extern "C" int open(const char *path, int flags, ...) {
+  const char *bootId = getenv("FAKE_BOARD_BOOT_ID");
+  if (bootId != nullptr && strcmp(path, BOOT_ID) == 0) path = bootId;
+  va_list arguments;
+  va_start(arguments, flags);
+  const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0;
+  va_end(arguments);
+  return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags | O_LARGEFILE, mode));
+}
+
+extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, request);
+  void *argument = va_arg(arguments, void *);
+  va_end(arguments);
+  if (request != WDIOC_SETTIMEOUT && request != WDIOC_GETTIMEOUT) {
+    return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
+  }
+  const char *refusal = getenv("FAKE_BOARD_ERRNO");
+  if (refusal == nullptr) raise(SIGKILL);
+  errno = atoi(refusal);
+  return -1;
+}
+
+extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec *time, timespec *left) {
+  timespec now{};
+  clock_gettime(clock, &now);
+  const time_t seconds = (flags & TIMER_ABSTIME) != 0 ? time->tv_sec - now.tv_sec : time->tv_sec;
+  if (seconds >= LONG_SLEEP_S - 1 || getenv("FAKE_BOARD_HURRIES") != nullptr) return 0;
+  return syscall(SLEEP_CALL, clock, flags, time, left) == 0 ? 0 : errno;
+}
