@@ -37,7 +37,7 @@ class DaemonLogStorm : public DaemonTest {
     node.waitForFinishedEu("victim");
     // Only now may the storm end, and only after so many lines.
     EXPECT_EQ(node.orvctl({"tag", "set", "storm.end"}).waitStatus, 0);
-    node.waitForTag("storm.over");
+    EXPECT_EQ(node.orvctl({"tag", "wait", "storm.over", "--timeout", "800"}).waitStatus, 0);
     const orv::EuRecord storming = node.waitForFinishedEu("storm");
     EXPECT_EQ(storming.waitStatus, 0);
     if (MEMORY_TELLS) {

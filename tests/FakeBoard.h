@@ -9,11 +9,14 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
 #include "FlightRecord.h"
+#include "ProcessTable.h"
 #include "TestNode.h"
 
 class FakeBoard : public DaemonTest {
@@ -30,12 +33,12 @@ class FakeBoard : public DaemonTest {
   }
 
   // The configuration: resets by the watchdog, allowed; the board's word where the test writes it; `attributes` for
-  // <board>.
-  void setUp(const std::string &attributes = "") const {
+  // <board>, and more tags.
+  void setUp(const std::string &attributes = "", const std::string &tags = "") const {
     node.configure(
         "<tags><tag name=\"orv.service.aapro.watchdog_enabled\">1</tag><tag name=\"orv.board.watchdogclass\">" +
-        node.path("watchdogs") + "</tag><tag name=\"orv.board.pstore\">" + node.path("pstore") +
-        "</tag></tags><board reset=\"watchdog\" watchdogDevice=\"" + node.path("watchdog") + "\" " + attributes + "/>");
+        node.path("watchdogs") + "</tag><tag name=\"orv.board.pstore\">" + node.path("pstore") + "</tag>" + tags +
+        "</tags><board reset=\"watchdog\" watchdogDevice=\"" + node.path("watchdog") + "\" " + attributes + "/>");
   }
 
   // The machine boots: the boot id of that number.
@@ -46,6 +49,11 @@ class FakeBoard : public DaemonTest {
   void bootStatus(const std::string &flags) const {
     node.writeFile("watchdogs/watchdog0/bootstatus", flags + "\n");
     node.writeFile("watchdogs/watchdog0/identity", "Board Dog\n");
+  }
+  std::string fileText(const std::string &name) const {
+    std::ostringstream text;
+    text << std::ifstream(node.path(name)).rdbuf();
+    return text.str();
   }
   // A program that writes `words`, one a line, and exits with `code`.
   std::string failingProgram(const Lines &words, int code) const {
@@ -78,6 +86,7 @@ class FakeBoard : public DaemonTest {
     const auto daemon = start(more);
     const int waitStatus = daemon->waitForExit();
     EXPECT_TRUE(WIFSIGNALED(waitStatus) && WTERMSIG(waitStatus) == SIGKILL) << waitStatus;
+    waitForNoDescendants();  // a board's reset leaves nobody behind; here it is the daemon's guard who sees to that
   }
   // Starts the daemon, waits until its start-up is complete and ends it.
   Lines startAndStop(const Lines &more = {}) const {
@@ -92,6 +101,7 @@ class FakeBoard : public DaemonTest {
     daemon->waitForErrorLine(infoLine("ceInternalStartup: CE start-up complete"));
     daemon->signal(SIGKILL);
     daemon->waitForExit();
+    waitForNoDescendants();
   }
 
   CommandResult orvctl(const Lines &arguments) const {

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "FakeBoard.h"
+#include "RunRecord.h"
 
 namespace {
 
@@ -29,7 +30,16 @@ TEST_F(WhyReset, FirstStartKnowsOfNothing) {
 TEST_F(WhyReset, ResetOfAFailedApplicationIsToldWithItsExitStatus) {
   const std::string program = failingProgram({"starting", "no water"}, 3);
   node.define({"pump;" + program + ";-v;0;2;"});
-  startUntilReset();
+  // With the machine's own boot id the test can see when the last words have arrived; the delay before the reset gives
+  // them the time.
+  node.writeFile("boot-id", orv::currentBootId() + "\n");
+  ASSERT_EQ(mkfifo(node.path("gate").c_str(), 0600), 0);
+  const auto daemon = start({"FAKE_BOARD_GATE=" + node.path("gate")});
+  daemon->waitForErrorLine(infoLine("boardReset: adding 30 s delay before reset"));
+  node.waitForEvent(orv::EventKind::LAST_WORDS, "no water");
+  std::ofstream(node.path("gate")).close();
+  EXPECT_EQ(daemon->waitForExit(), SIGKILL);
+  waitForNoDescendants();
   boot(2);
   bootStatus("32");
   node.define({});
@@ -108,6 +118,20 @@ TEST_F(WhyReset, PanicIsToldWhereItLeftARecordThatIsNew) {
   EXPECT_EQ(story()[3], "the board says  pstore has dmesg-ramoops-1 (Panic#1 Part1)");
 }
 
+TEST_F(WhyReset, DeviceIsAskedWhereTheKernelShowsNoBootStatusAndTheConfigurationAllowsIt) {
+  std::filesystem::remove_all(node.path("watchdogs"));
+  startAndKill();
+  boot(2);
+  startAndKill();
+  EXPECT_EQ(fileText("watchdog"), "") << "a device is not to be opened unasked";
+  EXPECT_EQ(story()[3], "the board says  nothing");
+  setUp("", "<tag name=\"orv.board.bootstatus\">device</tag>");
+  boot(3);
+  startAndStop({"FAKE_BOARD_BOOT_STATUS=16"});
+  EXPECT_EQ(story()[3], "the board says  " + node.path("watchdog") + ": power failed");
+  EXPECT_EQ(fileText("watchdog"), "V") << "the letter that stops a watchdog again";
+}
+
 TEST_F(WhyReset, ResetThatNeverCameIsTold) {
   node.define({"pump;" + failingProgram({}, 1) + ";;0;2;"});
   startUntilReset();
@@ -159,6 +183,7 @@ TEST_F(WhyReset, JsonHasTheEvents) {
   node.define({"pump;" + failingProgram({"no water"}, 3) + ";;0;2;"});
   startUntilReset();
   boot(2);
+  node.define({});
   startAndStop();
   const CommandResult result = orvctl({"why-reset", "--json"});
   ASSERT_EQ(result.output.size(), 1U);

@@ -7,8 +7,8 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>

@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstring>
 #include <mutex>
@@ -64,6 +65,9 @@ struct Caretaker {
   std::mutex mutex;  // of the requests below
   std::vector<Addition> additions;
   std::vector<Ending> endings;
+  uint64_t endingsRequested = 0;
+  uint64_t endingsHandled = 0;
+  std::condition_variable handled;
   bool ending = false;
 };
 
@@ -106,7 +110,12 @@ bool takeRequests(Caretaker &all, ProgramOutputs &outputs, bool &orphansMayLive)
     outputs.add(addition.pipe, addition.program, addition.euId, addition.euName);
   for (const Ending &ended : endings)
     outputs.programEnded(ended.program, ended.failed);
-  orphansMayLive = orphansMayLive || !endings.empty();
+  if (!endings.empty()) {
+    orphansMayLive = true;
+    const std::lock_guard lock(all.mutex);
+    all.endingsHandled += endings.size();
+    all.handled.notify_all();
+  }
   return ending;
 }
 
@@ -239,15 +248,25 @@ void watchOutput(Descriptor &&pipe, pid_t program, uint32_t euId, const std::str
 
 void outputOwnerEnded(pid_t program, bool failed) {
   Caretaker &all = caretaker();
+  if (all.wakeUp < 0) return;  // without a caretaker
   {
     const std::lock_guard lock(all.mutex);
     all.endings.push_back({program, failed});
+    ++all.endingsRequested;
   }
   wake(all);
 }
 
+void waitForOutputs() {
+  constexpr auto LIMIT = std::chrono::seconds(1);
+  Caretaker &all = caretaker();
+  std::unique_lock lock(all.mutex);
+  const uint64_t wanted = all.endingsRequested;
+  all.handled.wait_for(lock, LIMIT, [&] { return all.endingsHandled >= wanted; });
+}
+
 void wakeForOrphans() {
-  wake(caretaker());
+  if (caretaker().wakeUp >= 0) wake(caretaker());
 }
 
 }  // namespace orv

@@ -5,9 +5,11 @@
 //   FAKE_BOARD_ERRNO    the watchdog refuses with it; without it the watchdog accepts, and its time-out resets the
 //   board
 //                       at once: the process is killed in the middle of the request
+//   FAKE_BOARD_BOOT_STATUS  what WDIOC_GETBOOTSTATUS answers
 //   FAKE_BOARD_HURRIES  each sleep is over at once
+//   FAKE_BOARD_GATE     FIFO: a long sleep is over when somebody opens it for writing
 //
-// Sleeps of 10 s and more are over at once in any case. Everything else goes to the kernel as it is.
+// Long sleeps, of 10 s and more, are over at once otherwise. Everything else goes to the kernel as it is.
 #include <errno.h>
 #include <fcntl.h>
 #include <linux/watchdog.h>
@@ -48,6 +50,11 @@ extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
   va_start(arguments, request);
   void *argument = va_arg(arguments, void *);
   va_end(arguments);
+  const char *bootStatus = getenv("FAKE_BOARD_BOOT_STATUS");
+  if (request == WDIOC_GETBOOTSTATUS && bootStatus != nullptr) {
+    *static_cast<int *>(argument) = atoi(bootStatus);
+    return 0;
+  }
   if (request != WDIOC_SETTIMEOUT && request != WDIOC_GETTIMEOUT) {
     return static_cast<int>(syscall(SYS_ioctl, descriptor, request, argument));
   }
@@ -61,6 +68,9 @@ extern "C" int clock_nanosleep(clockid_t clock, int flags, const timespec *time,
   timespec now{};
   clock_gettime(clock, &now);
   const time_t seconds = (flags & TIMER_ABSTIME) != 0 ? time->tv_sec - now.tv_sec : time->tv_sec;
-  if (seconds >= LONG_SLEEP_S - 1 || getenv("FAKE_BOARD_HURRIES") != nullptr) return 0;
+  const bool isLong = seconds >= LONG_SLEEP_S - 1;
+  const char *gate = getenv("FAKE_BOARD_GATE");
+  if (isLong && gate != nullptr) close(open(gate, O_RDONLY));
+  if (isLong || getenv("FAKE_BOARD_HURRIES") != nullptr) return 0;
   return syscall(SLEEP_CALL, clock, flags, time, left) == 0 ? 0 : errno;
 }
