@@ -130,7 +130,7 @@ std::unique_ptr<NodeStore> openNode(const Arguments &arguments) {
   const std::string directory = nodeDirectoryOf(arguments);
   Store store;
   Status opened = checkPrivateDirectory(directory);
-  if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXISTING, store);
+  if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXAMINED, store);
   if (opened.ok()) return store;
   complain(opened.code == ENOENT ? "there is no node in " + directory +
                                        " (start it, or name its directory with --node-dir or ORV_NODE_DIR)"
@@ -275,7 +275,7 @@ int status(const Arguments &arguments, std::string &output) {
 // nothing is forgiven that has not happened.
 bool daemonDied(const Arguments &arguments) {
   Store store;
-  if (!NodeStore::open(nodeDirectoryOf(arguments), NodeStore::Access::EXISTING, store).ok()) return false;
+  if (!NodeStore::open(nodeDirectoryOf(arguments), NodeStore::Access::EXAMINED, store).ok()) return false;
   const std::optional<RunInfo> run = store->run();
   return run && run->state != RunState::DOWN && !daemonIsAlive(*run);
 }

@@ -151,6 +151,18 @@ const char *label(const LogLine &line) {
   return severityName(line.severity);
 }
 
+const char *kindName(const LogLine &line) {
+  switch (line.kind) {
+    case LogLine::Kind::EVENT:
+      return wordsOf(line.event.kind).name;
+    case LogLine::Kind::OUTPUT:
+      return "output";
+    case LogLine::Kind::DROPPED:
+      return "dropped";
+  }
+  return "";
+}
+
 // "2026-11-21 18:06:14.123", local time.
 std::string momentText(uint64_t realtimeNs) {
   // Of "2026-11-21 18:06:14 +0000".
@@ -230,6 +242,7 @@ std::vector<LogLine> logLines(const LogSource &source, const LogFilter &filter) 
 std::string logText(const LogSource &source, const std::vector<LogLine> &lines) {
   const RunInfo run = source.run.value_or(RunInfo{});
   std::vector<std::vector<std::string>> rows;
+  rows.reserve(lines.size());
   for (const LogLine &line : lines) {
     rows.push_back({momentText(realtimeOf(run, line.monotonicNs)), offsetText(run, line.monotonicNs), label(line),
                     line.euName.empty() ? "-" : printable(line.euName), shownText(line)});
@@ -242,9 +255,7 @@ std::string logJson(const LogSource &source, const std::vector<LogLine> &lines) 
   std::string text;
   for (const LogLine &line : lines) {
     JsonObject object;
-    object.text("kind", line.kind == LogLine::Kind::EVENT    ? wordsOf(line.event.kind).name
-                        : line.kind == LogLine::Kind::OUTPUT ? "output"
-                                                             : "dropped");
+    object.text("kind", kindName(line));
     object.text("severity", severityName(line.severity)).number("monotonic_ns", line.monotonicNs);
     object.number("realtime_ns", realtimeOf(run, line.monotonicNs));
     object.raw("since_start_ms", std::to_string(sinceStartMs(run, line.monotonicNs)));

@@ -214,7 +214,8 @@ Status NodeStore::open(const std::string &directory, Access access, std::unique_
     auto impl = std::make_unique<Impl>();
     impl->directory = directory;
     std::string report;
-    Status status = StoreEnvironment::open(directory + FILE_NAME, access == Access::CREATE, impl->environment, report);
+    Status status = StoreEnvironment::open(directory + FILE_NAME, access == Access::CREATE, access != Access::EXISTING,
+                                           impl->environment, report);
     if (setAside != nullptr && !report.empty()) *setAside = std::move(report);
     if (status.ok()) store.reset(new NodeStore(std::move(impl)));
     return status;

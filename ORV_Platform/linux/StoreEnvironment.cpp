@@ -2,17 +2,19 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csetjmp>
 #include <cstring>
 #include <iterator>
 #include <utility>
 
+#include "Descriptor.h"
 #include "RunRecord.h"
+#include "StoreCheck.h"
 #include "StoreCodec.h"
 #include "StoreFile.h"
 
@@ -106,32 +108,6 @@ bool mayOnlyRead(const std::string &path) {
   return !isRefused(path, R_OK) && (isRefused(path, W_OK) || isRefused(path + "-lock", R_OK | W_OK));
 }
 
-int walk(Cursor &cursor) {
-  MDB_val key{};
-  MDB_val record{};
-  int code = cursor.move(MDB_FIRST, key, record);
-  while (code == 0)
-    code = cursor.move(MDB_NEXT, key, record);
-  return code == MDB_NOTFOUND ? 0 : code;
-}
-
-void leaveWalk(MDB_env *environment, const char *) {
-  std::longjmp(*static_cast<std::jmp_buf *>(mdb_env_get_userctx(environment)), 1);
-}
-
-// LMDB ends the process for some kinds of damage, and lets nobody stop it but by a jump. Nothing is jumped over here
-// but LMDB's own functions for reading, which leave the cursor and the transaction fit to be closed.
-int checkTable(MDB_env *environment, MDB_txn *transaction, MDB_dbi table) {
-  Cursor cursor(transaction, table);
-  std::jmp_buf back;
-  mdb_env_set_userctx(environment, &back);
-  mdb_env_set_assert(environment, leaveWalk);
-  const int code = setjmp(back) == 0 ? walk(cursor) : MDB_CORRUPTED;
-  mdb_env_set_assert(environment, nullptr);
-  mdb_env_set_userctx(environment, nullptr);
-  return code;
-}
-
 }  // namespace
 
 Status storeFailure(int code, const std::string &what) {
@@ -143,14 +119,14 @@ Status storeFailure(int code, const std::string &what) {
 
 // --- Opening --------------------------------------------------------------------------------------------------------
 
-Status StoreEnvironment::open(const std::string &path, bool mayCreate, std::unique_ptr<StoreEnvironment> &environment,
-                              std::string &setAside) {
+Status StoreEnvironment::open(const std::string &path, bool mayCreate, bool isExamined,
+                              std::unique_ptr<StoreEnvironment> &environment, std::string &setAside) {
   // A second round after the old file has been moved out of the way; what is new cannot be damaged again.
   constexpr int ROUNDS = 2;
   int code = 0;
   for (int round = 1; round <= ROUNDS; ++round) {
     std::unique_ptr<StoreEnvironment> candidate(new StoreEnvironment(path));
-    code = candidate->openFile(mayCreate);
+    code = candidate->openFile(mayCreate, isExamined);
     if (code == 0) {
       environment = std::move(candidate);
       return Status::success();
@@ -170,7 +146,7 @@ StoreEnvironment::~StoreEnvironment() {
   if (environment_ != nullptr) mdb_env_close(environment_);
 }
 
-int StoreEnvironment::openFile(bool mayCreate) {
+int StoreEnvironment::openFile(bool mayCreate, bool isExamined) {
   struct stat file {};
   if (lstat(path_.c_str(), &file) != 0) {
     if (errno != ENOENT || !mayCreate) return errno;
@@ -181,6 +157,9 @@ int StoreEnvironment::openFile(bool mayCreate) {
   }
   isLockless_ = !mayCreate && mayOnlyRead(path_);
   const unsigned flags = ENVIRONMENT_FLAGS | (isLockless_ ? MDB_RDONLY | MDB_NOLOCK : 0U);
+  if (const Descriptor head(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW)); head.get() >= 0) {
+    if (!hasSoundHead(head.get(), MAP_SIZE)) return NOT_A_STORE;
+  }
   int code = mayCreate ? reserveStoreLock(path_, MAX_READERS) : 0;
   if (code == 0) code = mdb_env_create(&environment_);
   if (code == 0) code = mdb_env_set_mapsize(environment_, MAP_SIZE);
@@ -191,7 +170,7 @@ int StoreEnvironment::openFile(bool mayCreate) {
   if (code == 0) code = coverMissingEnd();
   if (code != 0) return code;
   forgetDeadReaders();
-  return openTables(mayCreate);
+  return openTables(mayCreate, isExamined);
 }
 
 // LMDB opens its other descriptors close-on-exec, but not that of the data file. And it reads through a mapping, where
@@ -215,23 +194,25 @@ int StoreEnvironment::coverMissingEnd() {
   return posix_fallocate(descriptor, file.st_size, needed - file.st_size);
 }
 
-int StoreEnvironment::openTables(bool mayCreate) {
+int StoreEnvironment::openTables(bool mayCreate, bool isExamined) {
   MDB_stat statistics{};
-  int code = mdb_env_stat(environment_, &statistics);
-  if (code != 0) return code;
-  if (statistics.ms_entries == 0) return mayCreate ? makeTables() : ENOENT;  // else whoever made the file fills it now
   MDB_txn *transaction = nullptr;
-  code = mdb_txn_begin(environment_, nullptr, MDB_RDONLY, &transaction);
+  int code = mdb_txn_begin(environment_, nullptr, MDB_RDONLY, &transaction);
   if (code != 0) return code;
+  // A start of the node is the moment to find out that the store cannot be read. For its programs only suspicion is
+  // worth the time. Without a lock, what is looked at may change meanwhile.
+  if ((isExamined && !isLockless_) || endWasMissing_) code = checkPages(transaction);
+  if (code == 0) code = mdb_env_stat(environment_, &statistics);
+  if (code == 0 && statistics.ms_entries == 0) {  // else whoever made the file fills it now
+    mdb_txn_abort(transaction);
+    return mayCreate ? makeTables() : ENOENT;
+  }
   // First the layout: another one may have other tables.
-  code = openTable(transaction, Table::NODE, 0);
+  if (code == 0) code = openTable(transaction, Table::NODE, 0);
   if (code == 0) code = checkNode(transaction);
   if (code == 0) code = openTablesIn(transaction, 0);
   if (code == MDB_NOTFOUND || code == MDB_INCOMPATIBLE) code = NOT_A_STORE;  // tables or records other than ours
-  // A start of the node is the moment to find out that the store cannot be read; later, only suspicion is worth the
-  // time.
-  if (code == 0 && (mayCreate || endWasMissing_)) code = checkPages(transaction);
-  if (code == 0) return mdb_txn_commit(transaction);  // and with it the handles of the tables
+  if (code == 0) return mdb_txn_commit(transaction);                         // and with it the handles of the tables
   mdb_txn_abort(transaction);
   return code;
 }
@@ -272,12 +253,18 @@ int StoreEnvironment::checkNode(MDB_txn *transaction) const {
   return layout == STORE_LAYOUT ? 0 : OTHER_LAYOUT;
 }
 
-// Every page of every table, and of LMDB's own list of free pages (table 0), once.
+// What the transaction sees stays as it is meanwhile.
 int StoreEnvironment::checkPages(MDB_txn *transaction) const {
-  int code = checkTable(environment_, transaction, FREE_PAGES);
-  for (size_t table = 0; table < TABLE_COUNT && code == 0; ++table)
-    code = checkTable(environment_, transaction, tables_[table]);
-  return code;
+  mdb_filehandle_t descriptor = -1;
+  struct stat file {};
+  if (const int code = mdb_env_get_fd(environment_, &descriptor); code != 0) return code;
+  if (fstat(descriptor, &file) != 0) return errno;
+  const auto size = static_cast<size_t>(file.st_size);
+  void *mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, descriptor, 0);
+  if (mapped == MAP_FAILED) return errno;
+  const bool isSound = isSoundStore({static_cast<const char *>(mapped), size}, mdb_txn_id(transaction));
+  munmap(mapped, size);
+  return isSound ? 0 : MDB_CORRUPTED;
 }
 
 // --- Transactions ---------------------------------------------------------------------------------------------------

@@ -40,9 +40,10 @@ Status storeFailure(int code, const std::string &what);
 
 class StoreEnvironment {
  public:
-  // Opens the file at `path`; see NodeStore::open for the rules. `mayCreate` stands for Access::CREATE.
-  static Status open(const std::string &path, bool mayCreate, std::unique_ptr<StoreEnvironment> &environment,
-                     std::string &setAside);
+  // Opens the file at `path`; see NodeStore::open for the rules. `mayCreate` stands for Access::CREATE, `isExamined`
+  // for that and Access::EXAMINED.
+  static Status open(const std::string &path, bool mayCreate, bool isExamined,
+                     std::unique_ptr<StoreEnvironment> &environment, std::string &setAside);
   ~StoreEnvironment();
   StoreEnvironment(const StoreEnvironment &) = delete;
   StoreEnvironment &operator=(const StoreEnvironment &) = delete;
@@ -77,9 +78,9 @@ class StoreEnvironment {
   static constexpr size_t IDLE_READERS = 8;
 
   explicit StoreEnvironment(std::string path) : path_(std::move(path)) {}
-  int openFile(bool mayCreate);
+  int openFile(bool mayCreate, bool isExamined);
   int coverMissingEnd();
-  int openTables(bool mayCreate);
+  int openTables(bool mayCreate, bool isExamined);
   int makeTables();
   int openTable(MDB_txn *transaction, Table table, unsigned flags);
   int openTablesIn(MDB_txn *transaction, unsigned flags);
