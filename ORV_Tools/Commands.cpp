@@ -11,9 +11,11 @@
 #include <vector>
 
 #include "DaemonProcessState.h"
+#include "LockWatch.h"
 #include "NodePaths.h"
 #include "NodeStore.h"
 #include "RunRecord.h"
+#include "TagList.h"
 #include "Words.h"
 
 namespace orv {
@@ -33,19 +35,6 @@ int fail(const Status &failure) {
 
 std::string nodeDirectoryOf(const Arguments &arguments) {
   return arguments.nodeDirectory.empty() ? nodeDirectory() : arguments.nodeDirectory;
-}
-
-// The store of the node; null after having said why not.
-Store openNode(const Arguments &arguments) {
-  const std::string directory = nodeDirectoryOf(arguments);
-  Store store;
-  Status opened = checkPrivateDirectory(directory);
-  if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXISTING, store);
-  if (opened.ok()) return store;
-  complain(opened.code == ENOENT ? "there is no node in " + directory +
-                                       " (start it, or name its directory with --node-dir or ORV_NODE_DIR)"
-                                 : opened.message);
-  return nullptr;
 }
 
 std::string stateDirectoryOf(const Arguments &arguments) {
@@ -137,6 +126,18 @@ std::string eusText(const std::vector<EuRecord> &eus, const std::map<uint32_t, s
 
 }  // namespace
 
+std::unique_ptr<NodeStore> openNode(const Arguments &arguments) {
+  const std::string directory = nodeDirectoryOf(arguments);
+  Store store;
+  Status opened = checkPrivateDirectory(directory);
+  if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXAMINED, store);
+  if (opened.ok()) return store;
+  complain(opened.code == ENOENT ? "there is no node in " + directory +
+                                       " (start it, or name its directory with --node-dir or ORV_NODE_DIR)"
+                                 : opened.message);
+  return nullptr;
+}
+
 void complain(const std::string &text) {
   std::fprintf(stderr, "orvctl: %s\n", printable(text).c_str());
 }
@@ -157,6 +158,7 @@ int tagSet(const Arguments &arguments, std::string &) {
   if (!value) return EXIT_USAGE;
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
+  const LockWatch watch(nodeDirectoryOf(arguments));
   const Status done = store->setTag(arguments.tagName, *value);
   return done.ok() ? EXIT_DONE : fail(done);
 }
@@ -177,8 +179,10 @@ int tagUnset(const Arguments &arguments, std::string &) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
   bool wasSet = false;
-  const Status done = store->unsetTag(arguments.tagName, wasSet);
-  if (!done.ok()) return fail(done);
+  {
+    const LockWatch watch(nodeDirectoryOf(arguments));
+    if (const Status done = store->unsetTag(arguments.tagName, wasSet); !done.ok()) return fail(done);
+  }
   if (wasSet) return EXIT_DONE;
   complain("tag " + arguments.tagName + " was not set");
   return EXIT_NO;
@@ -187,6 +191,14 @@ int tagUnset(const Arguments &arguments, std::string &) {
 int tagList(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
+  if (arguments.isLong || arguments.json) {
+    TagListing listing;
+    listing.run = store->run();
+    listing.daemonIsAlive = listing.run && daemonIsAlive(*listing.run);
+    listing.tags = store->tags();
+    output += arguments.json ? tagListJson(listing) : longTagList(listing);
+    return EXIT_DONE;
+  }
   Rows rows = {{"NAME", "TYPE", "SET BY", "VALUE"}};
   for (const Tag &tag : store->tags()) {
     rows.push_back({printable(tag.name), typeText(tag.value.type), "pid " + std::to_string(tag.setter.pid),
@@ -214,6 +226,7 @@ int tagWait(const Arguments &arguments, std::string &) {
 int radSet(const Arguments &arguments, std::string &) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
+  const LockWatch watch(nodeDirectoryOf(arguments));
   const Status done = store->setRad(arguments.radNumber, arguments.radValue, RadOrigin::OPERATOR);
   return done.ok() ? EXIT_DONE : fail(done);
 }
@@ -262,7 +275,7 @@ int status(const Arguments &arguments, std::string &output) {
 // nothing is forgiven that has not happened.
 bool daemonDied(const Arguments &arguments) {
   Store store;
-  if (!NodeStore::open(nodeDirectoryOf(arguments), NodeStore::Access::EXISTING, store).ok()) return false;
+  if (!NodeStore::open(nodeDirectoryOf(arguments), NodeStore::Access::EXAMINED, store).ok()) return false;
   const std::optional<RunInfo> run = store->run();
   return run && run->state != RunState::DOWN && !daemonIsAlive(*run);
 }

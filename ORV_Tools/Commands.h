@@ -4,9 +4,11 @@
 #define ORV_TOOLS_COMMANDS_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "NodeStore.h"
 #include "ResetHold.h"
 
 namespace orv {
@@ -33,10 +35,14 @@ struct Arguments {
   uint32_t radNumber = 0;
   uint32_t radValue = 0;
   bool clear = false;
+  bool isLong = false;
   bool json = false;
   uint32_t resetHoldMin = DEFAULT_RESET_HOLD_MIN;
   bool resetHoldOff = false;
 };
+
+// The store of the node; null after having said why not.
+std::unique_ptr<NodeStore> openNode(const Arguments &arguments);
 
 int tagSet(const Arguments &arguments, std::string &output);
 int tagGet(const Arguments &arguments, std::string &output);

@@ -1,14 +1,12 @@
 #include <iterator>
 
+#include "Json.h"
 #include "LastRun.h"
 #include "NodeStore.h"
 #include "ResetStory.h"
-#include "TimelineJson.h"
 
 namespace orv {
 namespace {
-
-using rehearsal::jsonString;
 
 // By the numbers of LastEnd, FlightKind, ResetCause and EventKind, from 1 on.
 constexpr const char *END_NAMES[] = {"unknown",        "stopped", "daemon_died", "reset_made",

@@ -1,30 +1,9 @@
 #include "TimelineJson.h"
 
-#include <cstdio>
-
-#include "Utf8.h"
+#include "Json.h"
 
 namespace orv::rehearsal {
 namespace {
-
-std::string escaped(char character) {
-  switch (character) {
-    case '"':
-      return "\\\"";
-    case '\\':
-      return "\\\\";
-    case '\n':
-      return "\\n";
-    case '\t':
-      return "\\t";
-    default:
-      break;
-  }
-  if (static_cast<unsigned char>(character) >= ' ') return {character};
-  char text[8];
-  std::snprintf(text, sizeof text, "\\u%04x", static_cast<unsigned>(character));
-  return text;
-}
 
 std::string field(const char *name, const std::string &value) {
   return "\"" + std::string(name) + "\": " + value;
@@ -60,22 +39,6 @@ std::string eventText(const Event &event) {
 }
 
 }  // namespace
-
-std::string jsonString(std::string_view text) {
-  std::string result = "\"";
-  while (!text.empty()) {
-    const size_t length = utf8Length(text);
-    if (length == 0) {
-      result += "\\ufffd";
-    } else if (length == 1) {
-      result += escaped(text[0]);
-    } else {
-      result += text.substr(0, length);
-    }
-    text.remove_prefix(length == 0 ? 1 : length);
-  }
-  return result + "\"";
-}
 
 std::string timelineJson(const Timeline &timeline, const std::string &scenarioName, uint64_t seed) {
   std::string text = "{\n  " + field("scenario", jsonString(scenarioName));

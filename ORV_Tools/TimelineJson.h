@@ -4,7 +4,6 @@
 
 #include <cstdint>
 #include <string>
-#include <string_view>
 
 #include "Timeline.h"
 
@@ -12,9 +11,6 @@ namespace orv::rehearsal {
 
 // One object, an event a line, with a line end behind it.
 std::string timelineJson(const Timeline &timeline, const std::string &scenarioName, uint64_t seed);
-
-// `text` as a JSON string, quotes included. Bytes that are not UTF-8 become U+FFFD.
-std::string jsonString(std::string_view text);
 
 }  // namespace orv::rehearsal
 

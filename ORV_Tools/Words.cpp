@@ -10,6 +10,8 @@
 #include <iterator>
 #include <system_error>
 
+#include "Utf8.h"
+
 namespace orv {
 namespace {
 
@@ -39,6 +41,15 @@ bool isControl(char byte) {
   return static_cast<uint8_t>(byte) < ' ' || static_cast<uint8_t>(byte) == DELETE;
 }
 
+// False for what is no character of UTF-8, and for characters that command a terminal or change the order of the
+// others: U+0080 to U+009F, U+2028 to U+202E and U+2066 to U+2069.
+bool isHarmless(std::string_view character) {
+  if (character.size() == 1) return static_cast<uint8_t>(character[0]) < 0x80 && !isControl(character[0]);
+  if (character.size() == 2) return character >= std::string_view("\xc2\xa0");
+  return !(character >= std::string_view("\xe2\x80\xa8") && character <= std::string_view("\xe2\x80\xae")) &&
+         !(character >= std::string_view("\xe2\x81\xa6") && character <= std::string_view("\xe2\x81\xa9"));
+}
+
 // Characters of UTF-8, one column each: near enough for names and paths.
 size_t width(const std::string &text) {
   return static_cast<size_t>(
@@ -49,8 +60,17 @@ size_t width(const std::string &text) {
 
 std::string printable(std::string_view text) {
   std::string result;
-  for (const char byte : text)
-    result += isControl(byte) ? escaped(byte) : std::string(1, byte);
+  while (!text.empty()) {
+    const size_t length = std::max(utf8Length(text), size_t{1});
+    const std::string_view character = text.substr(0, length);
+    if (isHarmless(character)) {
+      result += character;
+    } else {
+      for (const char byte : character)
+        result += escaped(byte);
+    }
+    text.remove_prefix(length);
+  }
   return result;
 }
 

@@ -11,7 +11,8 @@
 
 namespace orv {
 
-// `text` without anything that would break a line or command a terminal: such bytes become \n, \t, \x1b and the like.
+// `text` without anything that would break a line or command a terminal, and without what is no UTF-8: such bytes
+// become \n, \t, \x1b and the like.
 std::string printable(std::string_view text);
 
 // "string", "u16", "u32".

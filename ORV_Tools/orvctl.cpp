@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "LogCommand.h"
 #include "Rehearsal.h"
 #include "RehearsalOptions.h"
 #include "ResetCommand.h"
@@ -65,6 +66,7 @@ class CommandLine {
     addDirectories(app_);
     addTagCommands();
     addRadCommands();
+    addLog();
     addCommand(app_, "status", "The run of the node, and what has become of its programs", orv::status);
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
@@ -107,6 +109,25 @@ class CommandLine {
     return command;
   }
 
+  void addLog() {
+    CLI::App *command = addCommand(
+        app_, "log", "What the node and its programs logged, and what happened to them",
+        [this](const Arguments &arguments, std::string &output) { return orv::log(arguments, log_, output); });
+    command->add_option("--eu", log_.euName, "All of this EU, with what its program wrote")->type_name("NAME");
+    command->add_option("--severity", log_.severity, "The least: info, warning or error")
+        ->check(CLI::IsMember({"info", "warning", "error"}).description(""))
+        ->type_name("SEVERITY");
+    addParsed(*command, "--since",
+              "From so many seconds ago on, or from a local time: HH:MM[:SS], \"YYYY-MM-DD HH:MM[:SS]\"",
+              "a number of seconds or a time such as 14:05 or \"2026-01-31 14:05\"",
+              [this](const std::string &text) {
+                log_.since = orv::parseSince(text);
+                return log_.since.has_value();
+              })
+        ->type_name("TIME");
+    command->add_flag("--json", log_.json, "For programs: an object a line");
+  }
+
   // No directories: it has no node.
   void addRehearse() {
     CLI::App *command = app_.add_subcommand(REHEARSE, "What the start-up of a node would be like, without a board");
@@ -135,7 +156,9 @@ class CommandLine {
 
     addTagName(*addCommand(*tag, "get", "Print the value of a tag", orv::tagGet));
     addTagName(*addCommand(*tag, "unset", "Unset a tag", orv::tagUnset));
-    addCommand(*tag, "list", "All tags", orv::tagList);
+    CLI::App *list = addCommand(*tag, "list", "All tags", orv::tagList);
+    list->add_flag("--long", arguments_.isLong, "With who set them, when, in which run, and what to beware of");
+    list->add_flag("--json", arguments_.json, "The same for programs");
 
     CLI::App *wait = addCommand(*tag, "wait", "Wait until a tag is set", orv::tagWait);
     addTagName(*wait);
@@ -206,9 +229,11 @@ class CommandLine {
     return true;
   }
 
-  CLI::App app_{"Looks at a node, changes its tags, RAD parameters and run record, and rehearses a start-up.",
-                "orvctl"};
+  CLI::App app_{
+      "Looks at a node and its log, changes its tags, RAD parameters and run record, and rehearses a start-up.",
+      "orvctl"};
   Arguments arguments_;
+  orv::LogArguments log_;
   orv::rehearsal::Arguments rehearsal_;
   Action action_;
 };

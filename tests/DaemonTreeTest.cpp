@@ -48,6 +48,18 @@ class DaemonTree : public DaemonTest {
     throw std::runtime_error("the daemon has no guard");
   }
 
+  // Waits until a process is on a guard's list, which the guard has as its descriptor 4.
+  static void waitUntilGuarded(pid_t guard, pid_t process) {
+    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
+    while (std::chrono::steady_clock::now() < deadline) {
+      std::ifstream list("/proc/" + std::to_string(guard) + "/fd/4", std::ios::binary);
+      for (pid_t listed = 0; list.read(reinterpret_cast<char *>(&listed), sizeof listed);) {
+        if (listed == process) return;
+      }
+    }
+    throw std::runtime_error("process " + std::to_string(process) + " does not come on the guard's list");
+  }
+
   void crash(DaemonProcess &daemon) const {
     daemon.signal(SIGKILL);
     EXPECT_TRUE(WIFSIGNALED(daemon.waitForExit()));
@@ -103,15 +115,11 @@ TEST_F(DaemonTree, DeathOfTheDaemonEndsAChildInASessionOfItsOwn) {
 }
 
 TEST_F(DaemonTree, DeathOfTheDaemonEndsWhatADaemonisingProgramHasLeft) {
-  node.define({script("app", DAEMONISE), script("other", "sleep 1000 &\necho child $!\nwait\n")});
+  node.define({script("app", DAEMONISE)});
   const auto daemon = node.startedDaemon({"-v"});
-  childOf(*daemon, 2);
-  guardOf(*daemon);
-  node.waitForFinishedEu("app");
-  // The caretaker has put it on the guard's list when it has dealt with the end of another program that came after.
-  const auto other = static_cast<pid_t>(node.waitForEu("other", orv::EuState::RUNNING).pid);
-  kill(other, SIGKILL);
-  node.waitForEvent(orv::EventKind::LAST_WORDS, "child ");
+  const pid_t child = childOf(*daemon);
+  const pid_t guard = guardOf(*daemon);
+  waitUntilGuarded(guard, child);
   crash(*daemon);
 }
 

@@ -8,9 +8,12 @@
 
 #include <cerrno>
 #include <filesystem>
+#include <memory>
 #include <string>
 
 #include "FreshDirectory.h"
+#include "MountNamespace.h"
+#include "NodeStore.h"
 #include "OtherUser.h"
 
 namespace {
@@ -109,6 +112,42 @@ TEST_F(PrivateDirectory, IsMadeWithItsParents) {
   EXPECT_EQ(modeOf(fresh.path("a")), 0755U);
   EXPECT_EQ(modeOf(fresh.path("a/b")), 0755U);
   EXPECT_TRUE(orv::checkPrivateDirectory(directory).ok());
+}
+
+// Makes a node with a store in it where /etc/group has a group "orv". Returns 0 when all of it belongs to the group; a
+// number of its own for each of what does not, or NOT_POSSIBLE.
+constexpr int NOT_POSSIBLE = 98;
+
+int makeNodeWithGroup(const std::string &node, const std::string &groups) {
+  constexpr gid_t GROUP = 4242;
+  const auto groupOf = [](const std::string &path) {
+    struct stat file {};
+    return lstat(path.c_str(), &file) == 0 ? file.st_gid : 0;
+  };
+  if (!enterMountNamespace() || mount(groups.c_str(), "/etc/group", nullptr, MS_BIND, nullptr) != 0)
+    return NOT_POSSIBLE;
+  if (!orv::ensurePrivateDirectory(node).ok()) return 1;
+  std::unique_ptr<orv::NodeStore> store;
+  if (!orv::NodeStore::open(node, orv::NodeStore::Access::CREATE, store).ok()) return 2;
+  if (groupOf(node) != GROUP || modeOf(node) != 0750) return 3;
+  for (const char *file : {"/node.mdb", "/node.mdb-lock"}) {
+    if (groupOf(node + file) != GROUP || modeOf(node + file) != 0640) return 4;
+  }
+  return 0;
+}
+
+TEST_F(PrivateDirectory, AndStoreBelongToTheGroupWhereThereIsOne) {
+  // Skipped for an ordinary user and for a root who is alone: they have no groups to give a file to.
+  if (!canActAsAnotherUser()) GTEST_SKIP() << "only root can give a file to a group";
+  const FreshDirectory fresh;
+  const std::string groups = fresh.write("group", "root:x:0:\norv:x:4242:somebody\n");
+  const pid_t child = fork();
+  if (child == 0) _exit(makeNodeWithGroup(fresh.path("node"), groups));
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  // Skipped where kernel, container or chroot forbids it: a group can be had only in a file system of the test's own.
+  if (WEXITSTATUS(status) == NOT_POSSIBLE) GTEST_SKIP() << "no mount namespace";
+  EXPECT_EQ(status, 0);
 }
 
 TEST_F(PrivateDirectory, PresentOneIsLeftAsItIs) {

@@ -76,9 +76,13 @@ class Child {
   Child(const Child &) = delete;
   Child &operator=(const Child &) = delete;
 
-  void end(int signal) {
+  // Returns the wait status.
+  int end(int signal) {
     kill(pid_, signal);
-    waitForEnd();
+    return waitForEnd();
+  }
+  pid_t pid() const {
+    return pid_;
   }
   int waitForEnd() {
     int status = -1;

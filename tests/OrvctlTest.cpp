@@ -199,9 +199,9 @@ TEST_F(OrvctlUsage, NearestCommandIsNamed) {
 }
 
 TEST_F(OrvctlUsage, MissingCommandIsSaidWithWhatThereIs) {
-  EXPECT_EQ(
-      complaint(USAGE, {}),
-      "orvctl: a command is missing: orvctl tag|rad|status|ungraceful|why-reset|reset|rehearse (see orvctl --help)");
+  EXPECT_EQ(complaint(USAGE, {}),
+            "orvctl: a command is missing: orvctl tag|rad|log|status|ungraceful|why-reset|reset|rehearse (see orvctl "
+            "--help)");
   EXPECT_EQ(complaint(USAGE, {"--node-dir=x", "rad"}),
             "orvctl: a command is missing: orvctl rad set|get|list (see orvctl --help)");
 }
@@ -218,7 +218,7 @@ TEST_F(OrvctlUsage, WrongArgumentsAreNamed) {
 
 TEST_F(OrvctlUsage, HelpNamesEveryCommandAndExitCode) {
   const std::string text = output(DONE, {"--help"});
-  for (const char *part : {"tag", "rad", "status", "ungraceful", "--node-dir", "--state-dir",
+  for (const char *part : {"tag", "rad", "log", "status", "ungraceful", "--node-dir", "--state-dir",
                            "Exit codes:", "  0  done", "  1  ", "  2  ", "  3  "})
     EXPECT_TRUE(contains(text, part)) << part;
   for (const char *command : {"set", "get", "unset", "list", "wait"})
@@ -229,9 +229,9 @@ TEST_F(OrvctlUsage, HelpNamesEveryCommandAndExitCode) {
 // --- The system -----------------------------------------------------------------------------------------------------
 
 TEST_F(OrvctlSystem, NodeThatIsNotThereIsAFailureThatNamesTheDirectory) {
-  const Lines commands[] = {{"tag", "set", "a"}, {"tag", "get", "a"},  {"tag", "unset", "a"},
-                            {"tag", "list"},     {"tag", "wait", "a"}, {"rad", "set", "1", "2"},
-                            {"rad", "get", "1"}, {"rad", "list"},      {"status"}};
+  const Lines commands[] = {
+      {"tag", "set", "a"},      {"tag", "get", "a"}, {"tag", "unset", "a"}, {"tag", "list"}, {"tag", "wait", "a"},
+      {"rad", "set", "1", "2"}, {"rad", "get", "1"}, {"rad", "list"},       {"status"},      {"log"}};
   for (const Lines &command : commands) {
     EXPECT_EQ(complaint(FAILED, command), "orvctl: there is no node in " + node() +
                                               " (start it, or name its directory with --node-dir or ORV_NODE_DIR)");

@@ -100,6 +100,20 @@ TEST(Tags, NameOrTextBeyondTheLimitIsRefusedWithAWarning) {
   EXPECT_EQ(AaConfigTagSetString("long.tag", std::string(4096, 't').c_str()), EINVAL);
   EXPECT_EQ(AaConfigTagIsSet("long.tag"), 0);
   EXPECT_EQ(PlatformNode::countEvents(orvtest::LOG_EVENT, orvtest::WARNING, ""), 3u);
+  EXPECT_EQ(PlatformNode::countEvents(
+                orvtest::LOG_EVENT, orvtest::WARNING,
+                "a tag name of 256 bytes is too long (at most 255): it begins with " + std::string(40, 'm')),
+            1u);
+  EXPECT_EQ(PlatformNode::countEvents(orvtest::LOG_EVENT, orvtest::WARNING,
+                                      "the text of tag long.tag is too long: 4096 bytes (at most 4095)"),
+            1u);
+  EXPECT_EQ(PlatformNode::countEvents(orvtest::TAG_SET_EVENT, 0, ""), 0u);
+}
+
+TEST(Tags, ValueThatIsRefusedLeavesTheOneBefore) {
+  EXPECT_EQ(AaConfigTagSetString("kept.tag", "before"), 0);
+  EXPECT_EQ(AaConfigTagSetString("kept.tag", std::string(4096, 't').c_str()), EINVAL);
+  EXPECT_EQ(textOf("kept.tag"), "before");
 }
 
 TEST(Tags, NullArgumentsAreRefused) {
@@ -139,6 +153,46 @@ TEST(Tags, AreSetAndTestedByManyThreadsAtOnce) {
 
 TEST(Rad, UnsetParameterIsZero) {
   EXPECT_EQ(AaConfigRadGetValue(0x7fffffff), 0u);
+}
+
+TEST(Rad, NumberAndValueHave32BitsAndBeyondThemNothingIsSet) {
+  const FreshDirectory files;
+  const std::string good =
+      files.write("good.xml", "<orv><rad><parameter number=\"0xffffffff\" value=\"4294967295\"/></rad></orv>");
+  EXPECT_EQ(AaConfigTagReadFile(good.c_str()), 0);
+  EXPECT_EQ(AaConfigRadGetValue(0xffffffff), 0xffffffffu);
+  for (const char *parameter : {"number=\"4294967296\" value=\"1\"", "number=\"5\" value=\"4294967296\""}) {
+    const std::string bad = files.write(
+        "bad.xml",
+        "<orv><tags><tag name=\"rad.half\">x</tag></tags><rad><parameter number=\"5\" value=\"5\"/><parameter " +
+            std::string(parameter) + "/></rad></orv>");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(AaConfigTagReadFile(bad.c_str()), EINVAL);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("4294967296"), std::string::npos);
+    EXPECT_EQ(AaConfigRadGetValue(5), 0u);
+    EXPECT_EQ(AaConfigTagIsSet("rad.half"), 0);
+  }
+  EXPECT_EQ(PlatformNode::countEvents(orvtest::LOG_EVENT, orvtest::ERROR, "bad.xml:1:"), 2u);
+}
+
+TEST(ConfigurationFile, WithATagBeyondTheLimitsSetsNothing) {
+  const FreshDirectory files;
+  const struct {
+    std::string tag;
+    const char *limit;
+  } cases[] = {{"<tag name=\"" + std::string(256, 'n') + "\">x</tag>", "expected 1 to 255"},
+               {"<tag name=\"limit.text\">" + std::string(4096, 't') + "</tag>", "expected at most 4095"}};
+  for (const auto &each : cases) {
+    const std::string path =
+        files.write("node.xml", "<orv><tags><tag name=\"limit.before\">x</tag>" + each.tag + "</tags></orv>");
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(AaConfigTagReadFile(path.c_str()), EINVAL);
+    const std::string report = testing::internal::GetCapturedStderr();
+    EXPECT_NE(report.find(each.limit), std::string::npos) << report;
+    EXPECT_EQ(AaConfigTagIsSet("limit.before"), 0);
+    EXPECT_EQ(AaConfigTagIsSet("limit.text"), 0);
+    EXPECT_EQ(PlatformNode::countEvents(orvtest::LOG_EVENT, orvtest::ERROR, each.limit), 1u);
+  }
 }
 
 TEST(ConfigurationFile, SetsTagsRadParametersAndBoardSettings) {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "Json.h"
 #include "Timeline.h"
 #include "TimelineJson.h"
 #include "TimelineText.h"
@@ -471,7 +472,7 @@ TEST(TimelineJson, NodeThatNeverWasUpHasNoTimeOfIt) {
 }
 
 TEST(TimelineJson, StringsAreWellFormed) {
-  EXPECT_EQ(jsonString("a\"b\\c\n\t\x01\x7f"), "\"a\\\"b\\\\c\\n\\t\\u0001\x7f\"");
-  EXPECT_EQ(jsonString("\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80"), "\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"");
-  EXPECT_EQ(jsonString("\xff\xc3(\xed\xa0\x80"), "\"\\ufffd\\ufffd(\\ufffd\\ufffd\\ufffd\"");
+  EXPECT_EQ(orv::jsonString("a\"b\\c\n\t\x01\x7f"), "\"a\\\"b\\\\c\\n\\t\\u0001\x7f\"");
+  EXPECT_EQ(orv::jsonString("\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80"), "\"\xc3\xa9\xe2\x82\xac\xf0\x9f\x98\x80\"");
+  EXPECT_EQ(orv::jsonString("\xff\xc3(\xed\xa0\x80"), "\"\\ufffd\\ufffd(\\ufffd\\ufffd\\ufffd\"");
 }

@@ -92,15 +92,6 @@ LogLine lineOf(uint32_t severity, const std::string &text) {
   return line;
 }
 
-void appendLogEvent(uint32_t severity, const std::string &text) {
-  Event event;
-  event.kind = EventKind::LOG;
-  event.code = severity;
-  event.euId = currentEu();
-  event.text = text;
-  recordEvent(std::move(event));
-}
-
 // What `format` and `arguments` make, whatever its length.
 std::string formatText(const char *format, va_list arguments) {
   // Most lines fit, and a thread that waits for days keeps no memory for having logged one.
@@ -123,11 +114,13 @@ std::string formatText(const char *format, va_list arguments) {
 
 }  // namespace
 
-void writeSystemLog(uint32_t severity, const std::string &text) {
-  const LogLine line = lineOf(severity, text);
+void writeToLogSinks(const LogLine &line) {
   if (!journal().write(line)) static_cast<void>(syslogDaemon().write(line));
   printLine(line);
-  appendLogEvent(severity, text);
+}
+
+void writeSystemLog(uint32_t severity, const std::string &text) {
+  recordLogLine(lineOf(severity, text), currentEu());
 }
 
 }  // namespace orv
@@ -149,6 +142,6 @@ extern "C" int32_t AaSysLogPrint(uint32_t severity, const char *format, ...) {
   va_end(arguments);
   // The node's start-up has been deep in its stack, with a table of 64 definitions; its last word is a line of the log,
   // and then it waits for as long as the node is up.
-  if (orv::currentEuIsJoinable()) orv::releaseUnusedStack();
+  if (orv::inStartupEu()) orv::releaseUnusedStack();
   return result;
 }

@@ -11,6 +11,8 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstring>
 #include <mutex>
@@ -28,8 +30,10 @@
 namespace orv {
 namespace {
 
-// How long a line without an end waits for its rest before it is shown as it is.
-constexpr int UNFINISHED_LINE_MS = 200;
+// How long what may wait a little does: a line without an end for its rest, before it is shown as it is, and the look
+// for what an ended program has left behind, which reads about every process of the machine and must not be in the way
+// of whoever reports that end.
+constexpr auto LATER = std::chrono::milliseconds(200);
 
 // What woke the caretaker: one of these, or else the program whose output can be read.
 constexpr uint64_t WAKE = 0;
@@ -61,6 +65,9 @@ struct Caretaker {
   std::mutex mutex;  // of the requests below
   std::vector<Addition> additions;
   std::vector<Ending> endings;
+  uint64_t endingsRequested = 0;
+  uint64_t endingsHandled = 0;
+  std::condition_variable handled;
   bool ending = false;
 };
 
@@ -89,7 +96,7 @@ void drain(int descriptor) {
 }
 
 // Whether the caretaker is to end.
-bool takeRequests(Caretaker &all, ProgramOutputs &outputs) {
+bool takeRequests(Caretaker &all, ProgramOutputs &outputs, bool &orphansMayLive) {
   std::vector<Addition> additions;
   std::vector<Ending> endings;
   bool ending = false;
@@ -99,42 +106,72 @@ bool takeRequests(Caretaker &all, ProgramOutputs &outputs) {
     endings.swap(all.endings);
     ending = all.ending;
   }
-  for (const Addition &addition : additions) {
+  for (const Addition &addition : additions)
     outputs.add(addition.pipe, addition.program, addition.euId, addition.euName);
-    // It wakes at once where something waits already.
-    watch(all, addition.pipe, static_cast<uint64_t>(addition.program));
-  }
   for (const Ending &ended : endings)
     outputs.programEnded(ended.program, ended.failed);
-  if (!endings.empty() && !programsAreEnded()) guardOrphans();
+  if (!endings.empty()) {
+    orphansMayLive = true;
+    const std::lock_guard lock(all.mutex);
+    all.endingsHandled += endings.size();
+    all.handled.notify_all();
+  }
   return ending;
 }
+
+// What is done a little later than what it follows from.
+class Later {
+ public:
+  using Clock = std::chrono::steady_clock;
+
+  // How long to wait at most, in ms; -1 where there is nothing to do.
+  int timeoutMs(bool wanted) {
+    if (!wanted) {
+      due_ = NEVER;
+      return -1;
+    }
+    if (due_ == NEVER) due_ = Clock::now() + LATER;
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(due_ - Clock::now()).count();
+    return left < 0 ? 0 : static_cast<int>(left) + 1;
+  }
+
+  bool isDue() const {
+    return Clock::now() >= due_;
+  }
+
+ private:
+  static constexpr Clock::time_point NEVER = Clock::time_point::max();
+
+  Clock::time_point due_ = NEVER;
+};
 
 void *runCaretaker(void *) {
   Caretaker &all = caretaker();
   ProgramOutputs outputs;
+  Later later;
+  bool orphansMayLive = false;
   const Status guarded = startGuard();
   if (!guarded.ok()) platformLog(SEVERITY_WARNING, guarded.message);
   for (;;) {
     std::array<epoll_event, 32> events;
-    const int timeoutMs = outputs.hasUnfinishedLines() ? UNFINISHED_LINE_MS : -1;
+    const int timeoutMs = later.timeoutMs(orphansMayLive || outputs.hasUnfinishedLines());
     const int count = epoll_wait(all.poller, events.data(), static_cast<int>(events.size()), timeoutMs);
-    if (count == 0) outputs.flushUnfinishedLines();
+    // Before the events: one of them may be of an output that has just been added.
+    if (takeRequests(all, outputs, orphansMayLive)) return nullptr;
     for (int i = 0; i < count; ++i) {
       const uint64_t what = events[static_cast<size_t>(i)].data.u64;
-      if (what == CHILD_SIGNAL) {
-        drain(all.childSignal);
+      if (what == CHILD_SIGNAL || what == WAKE) {
+        drain(what == WAKE ? all.wakeUp : all.childSignal);
         collectOrphans();
       } else if (what == READINESS) {
         takeReadinessMessages(all.readiness);
-      } else if (what == WAKE) {
-        drain(all.wakeUp);
-        if (takeRequests(all, outputs)) return nullptr;
-        collectOrphans();
       } else {
         outputs.read(static_cast<pid_t>(what));
       }
     }
+    if (!later.isDue()) continue;
+    outputs.flushUnfinishedLines();
+    if (std::exchange(orphansMayLive, false) && !programsAreEnded()) guardOrphans();
   }
 }
 
@@ -203,24 +240,33 @@ void stopCaretaker() {
 void watchOutput(Descriptor &&pipe, pid_t program, uint32_t euId, const std::string &euName) {
   Caretaker &all = caretaker();
   fcntl(pipe.get(), F_SETFL, O_NONBLOCK);
-  {
-    const std::lock_guard lock(all.mutex);
-    all.additions.push_back({pipe.release(), program, euId, euName});
-  }
-  wake(all);
+  const std::lock_guard lock(all.mutex);
+  // It wakes the caretaker when there is something to read, and at once where something waits already.
+  watch(all, pipe.get(), static_cast<uint64_t>(program));
+  all.additions.push_back({pipe.release(), program, euId, euName});
 }
 
 void outputOwnerEnded(pid_t program, bool failed) {
   Caretaker &all = caretaker();
+  if (all.wakeUp < 0) return;  // without a caretaker
   {
     const std::lock_guard lock(all.mutex);
     all.endings.push_back({program, failed});
+    ++all.endingsRequested;
   }
   wake(all);
 }
 
+void waitForOutputs() {
+  constexpr auto LIMIT = std::chrono::seconds(1);
+  Caretaker &all = caretaker();
+  std::unique_lock lock(all.mutex);
+  const uint64_t wanted = all.endingsRequested;
+  all.handled.wait_for(lock, LIMIT, [&] { return all.endingsHandled >= wanted; });
+}
+
 void wakeForOrphans() {
-  wake(caretaker());
+  if (caretaker().wakeUp >= 0) wake(caretaker());
 }
 
 }  // namespace orv

@@ -29,7 +29,6 @@ struct ExecutionUnit {
   EuRecord record;
   AaProEuEntry entry = nullptr;
   std::unique_ptr<std::byte[]> argument;
-  bool joinable = false;
   bool isStartup = false;  // see StartupStage.h
 };
 
@@ -103,7 +102,6 @@ class ThreadAttributes {
 int32_t createEu(const EuRequest &request, uint32_t &id) {
   auto unit = std::make_unique<ExecutionUnit>();
   unit->entry = request.entry;
-  unit->joinable = request.joinable;
   if (request.argumentBytes != 0) {
     // operator new[] of bytes aligns for any type.
     unit->argument = std::make_unique<std::byte[]>(request.argumentBytes);
@@ -148,10 +146,6 @@ std::string currentEuName() {
 
 EuRecord *currentEuRecord() {
   return gCurrentUnit == nullptr ? nullptr : &gCurrentUnit->record;
-}
-
-bool currentEuIsJoinable() {
-  return gCurrentUnit != nullptr && gCurrentUnit->joinable;
 }
 
 __attribute__((noinline)) void releaseUnusedStack() {

@@ -35,9 +35,6 @@ std::string currentEuName();
 // The calling EU's record, for the calling thread alone to read and write; null for a thread that is no EU.
 EuRecord *currentEuRecord();
 
-// False for a thread that is no EU.
-bool currentEuIsJoinable();
-
 // Gives the memory of the calling EU's stack back that lies below the caller's frame: for an EU that is about to wait
 // for long. Does nothing in a thread that is no EU.
 void releaseUnusedStack();

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "BoardSettings.h"
+#include "Caretaker.h"
 #include "ExecutionUnits.h"
 #include "LastRun.h"
 #include "NoThrow.h"
@@ -154,6 +155,7 @@ FlightEntry resetEntry(FlightKind kind, const std::string &means) {
   entry.kind = kind;
   entry.means = means;
   stamp(entry);
+  waitForOutputs();
   flushRecords();  // what has just happened, and the program's last words, are on their way into the store
   const NodeStore *store = nodeStore();
   const uint32_t euId = takeRequester(store, entry);

@@ -1,11 +1,13 @@
 #include "NodePaths.h"
 
+#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
 #include <system_error>
+#include <vector>
 
 namespace orv {
 namespace {
@@ -45,7 +47,11 @@ Status systemFailure(int error, const std::string &what, const std::string &advi
 }
 
 Status makeDirectory(const std::string &path, mode_t mode) {
-  if (mkdir(path.c_str(), mode) == 0 || errno == EEXIST) return Status::success();
+  if (mkdir(path.c_str(), mode) == 0) {
+    if (mode == PRIVATE_MODE) giveToNodeGroup(path);
+    return Status::success();
+  }
+  if (errno == EEXIST) return Status::success();
   const int error = errno;
   // The kernel looks at its own obstacles (a read-only file system) before it notices that the directory is there.
   if (access(path.c_str(), F_OK) == 0) return Status::success();
@@ -90,6 +96,16 @@ std::string configurationFile() {
 
 bool configurationFileIsNamed() {
   return !environment("ORV_CONFIG").empty();
+}
+
+void giveToNodeGroup(const std::string &path) {
+  group record{};
+  group *found = nullptr;
+  constexpr size_t MEMBERS_SIZE = 64UL * 1024;
+  std::vector<char> members(MEMBERS_SIZE);
+  if (getgrnam_r("orv", &record, members.data(), members.size(), &found) != 0 || found == nullptr) return;
+  // Result not examined, as promised. A link is changed itself and not followed.
+  static_cast<void>(lchown(path.c_str(), static_cast<uid_t>(-1), found->gr_gid) == 0);
 }
 
 Status ensurePrivateDirectory(const std::string &directory) {

@@ -26,9 +26,14 @@ std::string configurationFile();
 // True when $ORV_CONFIG names the file, so that its absence is worth a word.
 bool configurationFileIsNamed();
 
-// Makes `directory` and its parents where they are missing (the directory itself with mode 0750) and checks that it is
-// one that the node may trust: a real directory, not a symbolic link, owned by the calling user or root, and writable
-// by nobody outside its owner and group. Fails with what is wrong and what to do.
+// Gives a file or directory to the group "orv", for those who may look at a node without running it. Leaves it as it is
+// where there is no such group, or the caller may not give it away.
+void giveToNodeGroup(const std::string &path);
+
+// Makes `directory` and its parents where they are missing (the directory itself with mode 0750 and the group "orv",
+// where there is one) and checks that it is one that the node may trust: a real directory, not a symbolic link, owned
+// by the calling user or root, and writable by nobody outside its owner and group. Fails with what is wrong and what to
+// do.
 Status ensurePrivateDirectory(const std::string &directory);
 
 // The checks of ensurePrivateDirectory for a directory that has to be there; creates nothing.

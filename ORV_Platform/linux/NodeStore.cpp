@@ -27,8 +27,10 @@ constexpr size_t DROP_STEP = 256;
 Status checkTag(std::string_view name, const TagValue &value) {
   if (name.empty()) return Status::failure(EINVAL, "a tag without a name cannot be set (give it one)");
   if (name.size() > MAX_TAG_NAME_LENGTH) {
+    constexpr size_t SHOWN = 40;  // enough to know it by
     return Status::failure(EINVAL, "a tag name of " + std::to_string(name.size()) + " bytes is too long (at most " +
-                                       std::to_string(MAX_TAG_NAME_LENGTH) + ")");
+                                       std::to_string(MAX_TAG_NAME_LENGTH) + "): it begins with " +
+                                       std::string(cutText(name, SHOWN)));
   }
   if (value.type == TagType::STRING && value.text.size() > MAX_TAG_TEXT_LENGTH) {
     return Status::failure(EINVAL, "the text of tag " + std::string(name) +
@@ -154,38 +156,50 @@ struct NodeStore::Impl {
     }
   }
 
+  // Reads by `body`, which begins anew each time that it is called. False where memory is short, or the store changes
+  // faster than this process can read it without being among its readers.
+  template <typename Body>
+  bool view(Body body) const {
+    constexpr int MAX_ATTEMPTS = 100;
+    try {
+      for (int attempt = 0; attempt < MAX_ATTEMPTS; ++attempt) {
+        const ReadTransaction transaction(*environment);
+        body(transaction);
+        if (transaction.isWhole()) return true;
+      }
+    } catch (const std::bad_alloc &) {
+      return false;
+    }
+    return false;
+  }
+
   // In the two below, takeKey(key, record) puts into the record what stands in its key. What it or the decoding refuses
   // counts as not there.
 
   template <typename Record, typename TakeKey>
   std::optional<Record> read(Table table, std::string_view key, TakeKey takeKey) const {
-    try {
-      const ReadTransaction transaction(*environment);
+    std::optional<Record> found;
+    const bool isRead = view([&](const ReadTransaction &transaction) {
       std::string_view bytes;
-      Record record;
-      if (transaction.get(table, key, bytes) != 0 || !takeKey(key, record) || !decode(bytes, record)) {
-        return std::nullopt;
-      }
-      return record;
-    } catch (const std::bad_alloc &) {
-      return std::nullopt;
-    }
+      found.emplace();
+      if (transaction.get(table, key, bytes) != 0 || !takeKey(key, *found) || !decode(bytes, *found)) found.reset();
+    });
+    return isRead ? found : std::nullopt;
   }
 
   // All records from `firstKey` on.
   template <typename Record, typename TakeKey>
   std::vector<Record> list(Table table, std::string_view firstKey, TakeKey takeKey) const {
     std::vector<Record> records;
-    try {
-      const ReadTransaction transaction(*environment);
+    const bool isRead = view([&](const ReadTransaction &transaction) {
+      records.clear();
       // Result not examined: what could be read is worth more than nothing.
       transaction.forEach(table, firstKey, [&](std::string_view key, std::string_view bytes) {
         Record record;
         if (takeKey(key, record) && decode(bytes, record)) records.push_back(std::move(record));
       });
-    } catch (const std::bad_alloc &) {
-      records.clear();
-    }
+    });
+    if (!isRead) records.clear();
     return records;
   }
 };
@@ -200,7 +214,8 @@ Status NodeStore::open(const std::string &directory, Access access, std::unique_
     auto impl = std::make_unique<Impl>();
     impl->directory = directory;
     std::string report;
-    Status status = StoreEnvironment::open(directory + FILE_NAME, access == Access::CREATE, impl->environment, report);
+    Status status = StoreEnvironment::open(directory + FILE_NAME, access == Access::CREATE, access != Access::EXISTING,
+                                           impl->environment, report);
     if (setAside != nullptr && !report.empty()) *setAside = std::move(report);
     if (status.ok()) store.reset(new NodeStore(std::move(impl)));
     return status;
@@ -221,6 +236,7 @@ Status NodeStore::beginRun(const RunInfo &run) {
     if (code == 0) code = transaction.put(Table::NODE, RUN_KEY, encode(numbered));
     Event event;
     event.kind = EventKind::RUN_STARTED;
+    event.monotonicNs = run.startedNs;
     event.text = "pid " + std::to_string(run.daemonPid);
     return code == 0 ? putEvent(transaction, event) : code;
   });
@@ -263,9 +279,11 @@ Status NodeStore::unsetTag(std::string_view name, bool &wasSet) {
 }
 
 bool NodeStore::tagIsSet(std::string_view name) const {
-  const ReadTransaction transaction(*impl_->environment);
-  std::string_view record;
-  return transaction.get(Table::TAGS, name, record) == 0;
+  bool isSet = false;
+  return impl_->view([&](const ReadTransaction &transaction) {
+    std::string_view record;
+    isSet = transaction.get(Table::TAGS, name, record) == 0;
+  }) && isSet;
 }
 
 std::optional<Tag> NodeStore::tag(std::string_view name) const {
@@ -334,17 +352,15 @@ Status NodeStore::setEuStatus(uint32_t euId, std::string_view text) {
 
 std::map<uint32_t, std::string> NodeStore::euStatuses() const {
   std::map<uint32_t, std::string> statuses;
-  try {
-    const ReadTransaction transaction(*impl_->environment);
+  const bool isRead = impl_->view([&](const ReadTransaction &transaction) {
+    statuses.clear();
     // Result not examined, as in Impl::list.
     transaction.forEach(Table::EU_STATUS, {}, [&](std::string_view key, std::string_view text) {
       uint32_t euId = 0;
       if (decodeKey(key, euId)) statuses.emplace(euId, text);
     });
-  } catch (const std::bad_alloc &) {
-    statuses.clear();
-  }
-  return statuses;
+  });
+  return isRead ? statuses : std::map<uint32_t, std::string>();
 }
 
 Status NodeStore::appendOutput(uint32_t euId, std::span<const OutputLine> lines) {
@@ -356,9 +372,9 @@ Status NodeStore::appendOutput(uint32_t euId, std::span<const OutputLine> lines)
 
 ProgramOutput NodeStore::output(uint32_t euId) const {
   ProgramOutput output;
-  uint64_t last = 0;
-  try {
-    const ReadTransaction transaction(*impl_->environment);
+  const bool isRead = impl_->view([&](const ReadTransaction &transaction) {
+    output = ProgramOutput{};
+    uint64_t last = 0;
     // Result not examined, as in Impl::list.
     transaction.forEach(Table::OUTPUT, encodeLineKey(euId, 0), [&](std::string_view key, std::string_view bytes) {
       uint32_t owner = 0;
@@ -371,10 +387,8 @@ ProgramOutput NodeStore::output(uint32_t euId) const {
       return true;
     });
     output.dropped = last - (output.first.size() + output.last.size());
-  } catch (const std::bad_alloc &) {
-    output = ProgramOutput{};
-  }
-  return output;
+  });
+  return isRead ? output : ProgramOutput{};
 }
 
 Status NodeStore::appendEvent(const Event &event) {

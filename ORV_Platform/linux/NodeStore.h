@@ -32,6 +32,8 @@ class NodeStore {
   enum class Access {
     CREATE,    // make the store where there is none; set a damaged or foreign one aside (see `setAside`)
     EXISTING,  // fail with ENOENT where there is none
+    EXAMINED,  // the same, for who can wait for some milliseconds: a store that is damaged inside is found out and
+               // refused
   };
 
   // Opens the store of `directory`. On success `store` owns it. A store of an earlier boot of the machine counts as

@@ -8,7 +8,7 @@ namespace orv {
 // somebody else's in this process. A guard that has ended by itself is started again.
 void collectOrphans();
 
-// Puts those that live on the guard's list. To be called after a program has ended.
+// Puts those that live on the guard's list. To be called some time after a program has ended.
 void guardOrphans();
 
 }  // namespace orv

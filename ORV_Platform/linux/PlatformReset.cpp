@@ -63,6 +63,7 @@ void resetBegins(const std::string &means) {
   noteEvent(EventKind::RESET_REQUESTED, "board reset by " + means);
   flushRecords();
   platformLog(SEVERITY_WARNING, "board reset by " + means + ", as asked for by " + requesterText(entry));
+  flushRecords();
   writeEntry(entry);
   const NodeStore *store = nodeStore();
   const ResetLimits limits = store == nullptr ? ResetLimits{} : resetLimits(*store);

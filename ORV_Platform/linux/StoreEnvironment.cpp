@@ -2,28 +2,31 @@
 
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <csetjmp>
 #include <cstring>
 #include <iterator>
 #include <utility>
 
+#include "Descriptor.h"
 #include "RunRecord.h"
+#include "StoreCheck.h"
 #include "StoreCodec.h"
+#include "StoreFile.h"
 
 namespace orv {
 namespace {
 
+// Readers at the same moment, whatever their processes. LMDB's own limit of 126 is less than a large node has.
+constexpr unsigned MAX_READERS = 1024;
 // The same for all processes of a node, and address space only.
 constexpr size_t MAP_SIZE = 64UL * 1024 * 1024;
 // More than any change of ours takes, a configuration file of the largest size included.
 constexpr size_t RESERVE_SIZE = 4UL * 1024 * 1024;
-constexpr unsigned MAX_READERS = 1024;
-constexpr mode_t FILE_MODE = 0640;
 
 // Not synced, since the store need not outlive the boot. Readers' places belong to transactions and not to threads, so
 // that any thread may take up an idle one.
@@ -37,6 +40,7 @@ static_assert(std::size(TABLE_NAMES) == TABLE_COUNT);
 constexpr int NOT_A_STORE = -1;
 constexpr int OTHER_BOOT = -2;
 constexpr int OTHER_LAYOUT = -3;
+constexpr int OTHER_OWNER = -4;
 
 // In the table `node`. These two keys and their form stay in every future layout, so that every version can tell.
 constexpr const char *LAYOUT_KEY = "layout";
@@ -59,6 +63,7 @@ constexpr Explanation EXPLANATIONS[] = {
     {MDB_INVALID, "the file is damaged or not a node store", RESTART},
     {MDB_VERSION_MISMATCH, "the file was made by another version of LMDB or another kind of machine", RESTART},
     {NOT_A_STORE, "the file is damaged or not a node store", RESTART},
+    {OTHER_OWNER, "the file belongs to somebody else", RESTART},
     {OTHER_BOOT, "no node was started there since this machine booted", "start the node"},
     {OTHER_LAYOUT, "the store has another layout than this program knows",
      "end all programs of the node, remove the file, and start programs of one version"},
@@ -82,73 +87,25 @@ std::string reasonOf(int code) {
 
 // True for what a new file in the old one's place would cure.
 bool isDamage(int code) {
-  constexpr int DAMAGES[] = {MDB_INVALID, MDB_CORRUPTED, MDB_VERSION_MISMATCH, MDB_PAGE_NOTFOUND, NOT_A_STORE};
+  constexpr int DAMAGES[] = {MDB_INVALID,       MDB_CORRUPTED, MDB_VERSION_MISMATCH,
+                             MDB_PAGE_NOTFOUND, NOT_A_STORE,   OTHER_OWNER};
   return std::find(std::begin(DAMAGES), std::end(DAMAGES), code) != std::end(DAMAGES);
 }
 
 // What the callers of the store get in place of an internal code.
 int publicCode(int code) {
   if (code == NOT_A_STORE) return MDB_INVALID;
+  if (code == OTHER_OWNER) return EPERM;
   if (code == OTHER_BOOT) return ENOENT;
   return code == OTHER_LAYOUT ? EPROTO : code;
 }
 
-// The lock file belongs to one store: the next one makes its own. May be absent.
-void removeLock(const std::string &path) {
-  unlink((path + "-lock").c_str());
-}
-
-Status setFileAside(const std::string &path, int code, std::string &report) {
-  const std::string aside = path + ".damaged";
-  if (rename(path.c_str(), aside.c_str()) != 0) return storeFailure(errno, "cannot rename " + path + " to " + aside);
-  removeLock(path);
-  report = "the node store " + path + " cannot be used (" + reasonOf(code) + "): it is now " + aside +
-           ", and a new one takes its place";
-  return Status::success();
-}
-
-Status removeFile(const std::string &path) {
-  if (unlink(path.c_str()) != 0) return storeFailure(errno, "cannot remove the node store of the last boot, " + path);
-  removeLock(path);
-  return Status::success();
-}
-
-// Takes the space of the lock file from the file system at once. LMDB writes to it through a mapping, where a file
-// system that turns out to be full kills the process. Returns 0 or the errno.
-int reserveLock(const std::string &path) {
-  constexpr off_t LOCK_SIZE = (MAX_READERS + 64) * 64;  // a cache line for each reader, and the head
-  const int descriptor = open((path + "-lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, FILE_MODE);
-  if (descriptor < 0) return errno;
-  // The size stays as it is: LMDB reads from it how many readers there are places for.
-  const int error = fallocate(descriptor, FALLOC_FL_KEEP_SIZE, 0, LOCK_SIZE) == 0 ? 0 : errno;
-  close(descriptor);
-  return error == EOPNOTSUPP ? 0 : error;  // a file system that cannot reserve
-}
-
-int walk(Cursor &cursor) {
-  MDB_val key{};
-  MDB_val record{};
-  int code = cursor.move(MDB_FIRST, key, record);
-  while (code == 0)
-    code = cursor.move(MDB_NEXT, key, record);
-  return code == MDB_NOTFOUND ? 0 : code;
-}
-
-void leaveWalk(MDB_env *environment, const char *) {
-  std::longjmp(*static_cast<std::jmp_buf *>(mdb_env_get_userctx(environment)), 1);
-}
-
-// LMDB ends the process for some kinds of damage, and lets nobody stop it but by a jump. Nothing is jumped over here
-// but LMDB's own functions for reading, which leave the cursor and the transaction fit to be closed.
-int checkTable(MDB_env *environment, MDB_txn *transaction, MDB_dbi table) {
-  Cursor cursor(transaction, table);
-  std::jmp_buf back;
-  mdb_env_set_userctx(environment, &back);
-  mdb_env_set_assert(environment, leaveWalk);
-  const int code = setjmp(back) == 0 ? walk(cursor) : MDB_CORRUPTED;
-  mdb_env_set_assert(environment, nullptr);
-  mdb_env_set_userctx(environment, nullptr);
-  return code;
+// Whether this process may read the store's file but not write it, or its lock.
+bool mayOnlyRead(const std::string &path) {
+  const auto isRefused = [](const std::string &file, int mode) {
+    return faccessat(AT_FDCWD, file.c_str(), mode, AT_EACCESS) != 0 && errno != ENOENT;
+  };
+  return !isRefused(path, R_OK) && (isRefused(path, W_OK) || isRefused(path + "-lock", R_OK | W_OK));
 }
 
 }  // namespace
@@ -162,21 +119,21 @@ Status storeFailure(int code, const std::string &what) {
 
 // --- Opening --------------------------------------------------------------------------------------------------------
 
-Status StoreEnvironment::open(const std::string &path, bool mayCreate, std::unique_ptr<StoreEnvironment> &environment,
-                              std::string &setAside) {
+Status StoreEnvironment::open(const std::string &path, bool mayCreate, bool isExamined,
+                              std::unique_ptr<StoreEnvironment> &environment, std::string &setAside) {
   // A second round after the old file has been moved out of the way; what is new cannot be damaged again.
   constexpr int ROUNDS = 2;
   int code = 0;
   for (int round = 1; round <= ROUNDS; ++round) {
     std::unique_ptr<StoreEnvironment> candidate(new StoreEnvironment(path));
-    code = candidate->openFile(mayCreate);
+    code = candidate->openFile(mayCreate, isExamined);
     if (code == 0) {
       environment = std::move(candidate);
       return Status::success();
     }
     candidate.reset();
     if (!mayCreate || !(isDamage(code) || code == OTHER_BOOT)) break;
-    Status status = code == OTHER_BOOT ? removeFile(path) : setFileAside(path, code, setAside);
+    Status status = code == OTHER_BOOT ? removeStoreFile(path) : setStoreFileAside(path, reasonOf(code), setAside);
     if (!status.ok()) return status;
   }
   return storeFailure(code, "cannot open the node store " + path);
@@ -189,23 +146,31 @@ StoreEnvironment::~StoreEnvironment() {
   if (environment_ != nullptr) mdb_env_close(environment_);
 }
 
-int StoreEnvironment::openFile(bool mayCreate) {
+int StoreEnvironment::openFile(bool mayCreate, bool isExamined) {
   struct stat file {};
   if (lstat(path_.c_str(), &file) != 0) {
     if (errno != ENOENT || !mayCreate) return errno;
   } else if (!S_ISREG(file.st_mode)) {
     return NOT_A_STORE;
+  } else if (file.st_uid != geteuid() && file.st_uid != 0) {
+    return OTHER_OWNER;
   }
-  int code = mayCreate ? reserveLock(path_) : 0;
+  isLockless_ = !mayCreate && mayOnlyRead(path_);
+  const unsigned flags = ENVIRONMENT_FLAGS | (isLockless_ ? MDB_RDONLY | MDB_NOLOCK : 0U);
+  if (const Descriptor head(::open(path_.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW)); head.get() >= 0) {
+    if (!hasSoundHead(head.get(), MAP_SIZE)) return NOT_A_STORE;
+  }
+  int code = mayCreate ? reserveStoreLock(path_, MAX_READERS) : 0;
   if (code == 0) code = mdb_env_create(&environment_);
   if (code == 0) code = mdb_env_set_mapsize(environment_, MAP_SIZE);
   if (code == 0) code = mdb_env_set_maxreaders(environment_, MAX_READERS);
   if (code == 0) code = mdb_env_set_maxdbs(environment_, TABLE_COUNT);
-  if (code == 0) code = mdb_env_open(environment_, path_.c_str(), ENVIRONMENT_FLAGS, FILE_MODE);
+  if (code == 0) code = mdb_env_open(environment_, path_.c_str(), flags, STORE_FILE_MODE);
+  if (code == 0 && mayCreate) giveStoreToGroup(path_);
   if (code == 0) code = coverMissingEnd();
   if (code != 0) return code;
   forgetDeadReaders();
-  return openTables(mayCreate);
+  return openTables(mayCreate, isExamined);
 }
 
 // LMDB opens its other descriptors close-on-exec, but not that of the data file. And it reads through a mapping, where
@@ -223,28 +188,31 @@ int StoreEnvironment::coverMissingEnd() {
   if (fcntl(descriptor, F_SETFD, FD_CLOEXEC) != 0 || fstat(descriptor, &file) != 0) return errno;
   if (info.me_mapsize > MAP_SIZE || info.me_last_pgno >= MAP_SIZE / statistics.ms_psize) return NOT_A_STORE;
   const auto needed = static_cast<off_t>((info.me_last_pgno + 1) * statistics.ms_psize);
+  if (isLockless_) return 0;  // nothing that this process could do about it
   endWasMissing_ = file.st_size < needed;
   if (!endWasMissing_) return 0;
   return posix_fallocate(descriptor, file.st_size, needed - file.st_size);
 }
 
-int StoreEnvironment::openTables(bool mayCreate) {
+int StoreEnvironment::openTables(bool mayCreate, bool isExamined) {
   MDB_stat statistics{};
-  int code = mdb_env_stat(environment_, &statistics);
-  if (code != 0) return code;
-  if (statistics.ms_entries == 0) return mayCreate ? makeTables() : ENOENT;  // else whoever made the file fills it now
   MDB_txn *transaction = nullptr;
-  code = mdb_txn_begin(environment_, nullptr, MDB_RDONLY, &transaction);
+  int code = mdb_txn_begin(environment_, nullptr, MDB_RDONLY, &transaction);
   if (code != 0) return code;
+  // A start of the node is the moment to find out that the store cannot be read. For its programs only suspicion is
+  // worth the time. Without a lock, what is looked at may change meanwhile.
+  if ((isExamined && !isLockless_) || endWasMissing_) code = checkPages(transaction);
+  if (code == 0) code = mdb_env_stat(environment_, &statistics);
+  if (code == 0 && statistics.ms_entries == 0) {  // else whoever made the file fills it now
+    mdb_txn_abort(transaction);
+    return mayCreate ? makeTables() : ENOENT;
+  }
   // First the layout: another one may have other tables.
-  code = openTable(transaction, Table::NODE, 0);
+  if (code == 0) code = openTable(transaction, Table::NODE, 0);
   if (code == 0) code = checkNode(transaction);
   if (code == 0) code = openTablesIn(transaction, 0);
   if (code == MDB_NOTFOUND || code == MDB_INCOMPATIBLE) code = NOT_A_STORE;  // tables or records other than ours
-  // A start of the node is the moment to find out that the store cannot be read; later, only suspicion is worth the
-  // time.
-  if (code == 0 && (mayCreate || endWasMissing_)) code = checkPages(transaction);
-  if (code == 0) return mdb_txn_commit(transaction);  // and with it the handles of the tables
+  if (code == 0) return mdb_txn_commit(transaction);                         // and with it the handles of the tables
   mdb_txn_abort(transaction);
   return code;
 }
@@ -285,12 +253,18 @@ int StoreEnvironment::checkNode(MDB_txn *transaction) const {
   return layout == STORE_LAYOUT ? 0 : OTHER_LAYOUT;
 }
 
-// Every page of every table, and of LMDB's own list of free pages (table 0), once.
+// What the transaction sees stays as it is meanwhile.
 int StoreEnvironment::checkPages(MDB_txn *transaction) const {
-  int code = checkTable(environment_, transaction, FREE_PAGES);
-  for (size_t table = 0; table < TABLE_COUNT && code == 0; ++table)
-    code = checkTable(environment_, transaction, tables_[table]);
-  return code;
+  mdb_filehandle_t descriptor = -1;
+  struct stat file {};
+  if (const int code = mdb_env_get_fd(environment_, &descriptor); code != 0) return code;
+  if (fstat(descriptor, &file) != 0) return errno;
+  const auto size = static_cast<size_t>(file.st_size);
+  void *mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, descriptor, 0);
+  if (mapped == MAP_FAILED) return errno;
+  const bool isSound = isSoundStore({static_cast<const char *>(mapped), size}, mdb_txn_id(transaction));
+  munmap(mapped, size);
+  return isSound ? 0 : MDB_CORRUPTED;
 }
 
 // --- Transactions ---------------------------------------------------------------------------------------------------
@@ -355,6 +329,13 @@ ReadTransaction::~ReadTransaction() {
   if (code_ != 0) return;
   mdb_txn_reset(transaction_);
   environment_.putIdleReader(transaction_);
+}
+
+bool ReadTransaction::isOvertaken() const noexcept {
+  if (code_ != 0) return false;
+  MDB_envinfo info{};
+  mdb_env_info(environment_.handle(), &info);  // never fails for an environment that is open
+  return info.me_last_txnid > mdb_txn_id(transaction_) + 1;
 }
 
 int ReadTransaction::get(Table table, std::string_view key, std::string_view &record) const noexcept {

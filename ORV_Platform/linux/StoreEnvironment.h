@@ -40,9 +40,10 @@ Status storeFailure(int code, const std::string &what);
 
 class StoreEnvironment {
  public:
-  // Opens the file at `path`; see NodeStore::open for the rules. `mayCreate` stands for Access::CREATE.
-  static Status open(const std::string &path, bool mayCreate, std::unique_ptr<StoreEnvironment> &environment,
-                     std::string &setAside);
+  // Opens the file at `path`; see NodeStore::open for the rules. `mayCreate` stands for Access::CREATE, `isExamined`
+  // for that and Access::EXAMINED.
+  static Status open(const std::string &path, bool mayCreate, bool isExamined,
+                     std::unique_ptr<StoreEnvironment> &environment, std::string &setAside);
   ~StoreEnvironment();
   StoreEnvironment(const StoreEnvironment &) = delete;
   StoreEnvironment &operator=(const StoreEnvironment &) = delete;
@@ -55,6 +56,11 @@ class StoreEnvironment {
   }
   const std::string &path() const {
     return path_;
+  }
+
+  // Whether this process may read the store and not write, not even its place among the readers: see ReadTransaction.
+  bool isLockless() const {
+    return isLockless_;
   }
 
   // False when the space that is left is needed for making space: LMDB never changes a page in place, so that even
@@ -72,9 +78,9 @@ class StoreEnvironment {
   static constexpr size_t IDLE_READERS = 8;
 
   explicit StoreEnvironment(std::string path) : path_(std::move(path)) {}
-  int openFile(bool mayCreate);
+  int openFile(bool mayCreate, bool isExamined);
   int coverMissingEnd();
-  int openTables(bool mayCreate);
+  int openTables(bool mayCreate, bool isExamined);
   int makeTables();
   int openTable(MDB_txn *transaction, Table table, unsigned flags);
   int openTablesIn(MDB_txn *transaction, unsigned flags);
@@ -86,17 +92,26 @@ class StoreEnvironment {
   std::string path_;
   MDB_env *environment_ = nullptr;
   bool endWasMissing_ = false;
+  bool isLockless_ = false;
   std::array<MDB_dbi, TABLE_COUNT> tables_{};
   std::array<std::atomic<MDB_txn *>, IDLE_READERS> idleReaders_{};
 };
 
 // A snapshot of the store, for one thread. Keep it short: while it lasts, no page that it may read is used again.
+//
+// Who may only read the store's files is not among the readers that writers look after. Its snapshot is good as long as
+// no more than one change is made meanwhile (the pages that one leaves are used by the third at the earliest): what it
+// has read counts when it `isWhole` afterwards, and else is to be read again.
 class ReadTransaction {
  public:
   explicit ReadTransaction(StoreEnvironment &environment) noexcept;
   ~ReadTransaction();
   ReadTransaction(const ReadTransaction &) = delete;
   ReadTransaction &operator=(const ReadTransaction &) = delete;
+
+  bool isWhole() const noexcept {
+    return !environment_.isLockless() || !isOvertaken();
+  }
 
   // The record of `key`; the bytes live as long as the transaction. MDB_NOTFOUND where there is none.
   int get(Table table, std::string_view key, std::string_view &record) const noexcept;
@@ -111,6 +126,8 @@ class ReadTransaction {
   int forEachIn(MDB_dbi table, std::string_view firstKey, Visit visit) const;
 
  private:
+  bool isOvertaken() const noexcept;
+
   StoreEnvironment &environment_;
   MDB_txn *transaction_ = nullptr;
   int code_ = 0;

@@ -8,12 +8,14 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <cstdlib>
 #include <map>
 #include <mutex>
 #include <utility>
 
 #include "Platform.h"
 #include "ServiceThread.h"
+#include "SystemLog.h"
 
 namespace orv {
 namespace {
@@ -28,6 +30,7 @@ constexpr auto FLUSH_LIMIT = std::chrono::seconds(1);
 
 struct Waiting {
   std::vector<Event> events;
+  std::vector<LogLine> logLines;     // each is an event as well
   std::map<uint32_t, EuRecord> eus;  // the latest state alone is of interest
   std::map<uint32_t, std::vector<OutputLine>> outputs;
   std::map<uint32_t, std::string> statuses;
@@ -89,7 +92,12 @@ Status setReadyTag(NodeStore &store, const std::string &name, const Setter &sett
   return store.setTag(name, value, setter);
 }
 
-void writeWaiting(NodeStore &store, Waiting &waiting) {
+void writeWaiting(Waiting &waiting) {
+  for (const LogLine &line : waiting.logLines)
+    writeToLogSinks(line);
+  NodeStore *open = openNodeStore();
+  if (open == nullptr) return;
+  NodeStore &store = *open;
   std::vector<StoreEntry> batch;
   batch.reserve(waiting.eus.size() + waiting.events.size() + 1);
   for (auto &[id, record] : waiting.eus)
@@ -123,7 +131,7 @@ void *runWriter(void *) {
     const uint64_t number = ++all.batchesTaken;
     all.flushesWanted = 0;
     lock.unlock();
-    if (NodeStore *store = openNodeStore()) writeWaiting(*store, batch);
+    writeWaiting(batch);
     lock.lock();
     all.batchesWritten = number;
     all.written.notify_all();
@@ -143,14 +151,26 @@ bool queued(Queue queue) {
   return true;
 }
 
-void queueEvent(Waiting &waiting, Event &&event) {
+// Whether there was room.
+bool queueEvent(Waiting &waiting, Event &&event) {
   const size_t room = event.kind == EventKind::LOG ? MAX_WAITING_EVENTS : 2 * MAX_WAITING_EVENTS;
   if (waiting.events.size() >= room) {
     ++waiting.droppedEvents;
-  } else {
-    if (event.text.size() > MAX_EVENT_TEXT_LENGTH) event.text.resize(MAX_EVENT_TEXT_LENGTH);
-    waiting.events.push_back(std::move(event));
+    return false;
   }
+  if (event.text.size() > MAX_EVENT_TEXT_LENGTH) event.text.resize(MAX_EVENT_TEXT_LENGTH);
+  waiting.events.push_back(std::move(event));
+  return true;
+}
+
+Event logEvent(const LogLine &line, uint32_t euId) {
+  Event event;
+  stamp(event);
+  event.kind = EventKind::LOG;
+  event.code = line.severity;
+  event.euId = euId;
+  event.text = line.text;
+  return event;
 }
 
 }  // namespace
@@ -160,6 +180,9 @@ int startStoreWriter() {
   const std::lock_guard lock(all.mutex);
   if (all.running) return 0;
   all.ending = false;
+  // Also where the daemon ends without a CE shutdown.
+  static const bool atTheEnd = std::atexit(stopStoreWriter) == 0;
+  static_cast<void>(atTheEnd);
   const int error = startServiceThread("orvStoreWriter", runWriter, nullptr, all.thread);
   all.running = error == 0;
   return error;
@@ -194,6 +217,16 @@ void flushRecords() {
 void recordEvent(Event event) {
   stamp(event);
   if (queued([&](Waiting &waiting) { queueEvent(waiting, std::move(event)); })) return;
+  if (NodeStore *store = openNodeStore()) reportUnlessOk(store->appendEvent(event));
+}
+
+void recordLogLine(LogLine line, uint32_t euId) {
+  Event event = logEvent(line, euId);
+  const auto queue = [&](Waiting &waiting) {
+    if (queueEvent(waiting, std::move(event))) waiting.logLines.push_back(std::move(line));
+  };
+  if (queued(queue)) return;
+  writeToLogSinks(line);
   if (NodeStore *store = openNodeStore()) reportUnlessOk(store->appendEvent(event));
 }
 

@@ -1,4 +1,4 @@
-// What happens on the node on its way into the node store.
+// What happens on the node on its way into the node store, and log lines on their way to the system's log.
 //
 // In the daemon a thread of its own writes: whoever records something leaves it in a bounded queue and goes on at once.
 // A burst becomes a few transactions instead of hundreds, and a writer elsewhere that holds the store's lock, even one
@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "LogLine.h"
 #include "NodeStore.h"
 
 namespace orv {
@@ -37,6 +38,9 @@ void flushRecords();
 
 // The time stamp and the process are those of the call.
 void recordEvent(Event event);
+
+// A line of the node's log: to the sinks of the system's log and, as an event of the EU `euId`, to the store.
+void recordLogLine(LogLine line, uint32_t euId);
 
 // The record as it is now, and an event of that EU.
 void recordEu(const EuRecord &record, EventKind kind, const std::string &text);

@@ -1,0 +1,38 @@
+// orvctl log: the node's log from its store, the daemon being alive or dead.
+#ifndef ORV_TOOLS_LOGCOMMAND_H
+#define ORV_TOOLS_LOGCOMMAND_H
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Commands.h"
+
+namespace orv {
+
+// From when on: so long ago, or a moment of CLOCK_REALTIME, in nanoseconds.
+struct LogSince {
+  bool isAge = false;
+  uint64_t ns = 0;
+};
+
+struct LogArguments {
+  std::optional<std::string> euName;
+  std::string severity = "info";  // the least: info, warning or error
+  std::optional<LogSince> since;
+  bool json = false;
+};
+
+// A number of seconds, or a local time: "HH:MM", "HH:MM:SS" (of the day of `nowRealtimeNs`), "YYYY-MM-DD HH:MM[:SS]"
+// (also with a T in between). Nothing for anything else.
+std::optional<LogSince> parseSince(const std::string &text, uint64_t nowRealtimeNs);
+
+// The same, of today.
+std::optional<LogSince> parseSince(const std::string &text);
+
+// An EU that the store does not know is a no, with those that there are.
+int log(const Arguments &arguments, const LogArguments &options, std::string &output);
+
+}  // namespace orv
+
+#endif
