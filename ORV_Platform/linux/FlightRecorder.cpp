@@ -156,7 +156,9 @@ FlightEntry resetEntry(FlightKind kind, const std::string &means) {
   entry.means = means;
   stamp(entry);
   waitForOutputs();
-  flushRecords();  // what has just happened, and the program's last words, are on their way into the store
+  // What has just happened, and the program's last words, are on their way into the store.
+  waitForOutputs();
+  flushRecords();
   const NodeStore *store = nodeStore();
   const uint32_t euId = takeRequester(store, entry);
   if (store != nullptr) takeEvents(*store, entry);
