@@ -144,17 +144,14 @@ void MessageDirectory::removeDead() {
   }
 }
 
-void removeMessageSocket(const MessageSocket &socket) {
-  {
-    // Under the lock, so that the name cannot change hands between the look at it and its removal.
-    MessageDirectory directory;
-    struct stat file {};
-    if (directory.lock(socket.nodeDirectory).ok() && lstat(socket.path.c_str(), &file) == 0 &&
-        file.st_dev == socket.device && file.st_ino == socket.inode) {
-      unlink(socket.path.c_str());
-    }
+void removeMessageSocketName(const MessageSocket &socket) {
+  // Under the lock, so that the name cannot change hands between the look at it and its removal.
+  MessageDirectory directory;
+  struct stat file {};
+  if (directory.lock(socket.nodeDirectory).ok() && lstat(socket.path.c_str(), &file) == 0 &&
+      file.st_dev == socket.device && file.st_ino == socket.inode) {
+    unlink(socket.path.c_str());
   }
-  close(socket.descriptor);
 }
 
 int sendToMessageSocket(const std::string &nodeDirectory, uint16_t cpid, const void *data, size_t size) {
@@ -166,8 +163,9 @@ int sendToMessageSocket(const std::string &nodeDirectory, uint16_t cpid, const v
   const Descriptor directory(open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (directory.get() < 0) return errno;
   const sockaddr_un address = socketAddress(path, directory.get(), socketName(cpid));
-  if (sendto(sender.get(), data, size, MSG_DONTWAIT | MSG_NOSIGNAL, generic(address), sizeof address) < 0) return errno;
-  return 0;
+  if (sendto(sender.get(), data, size, MSG_DONTWAIT | MSG_NOSIGNAL, generic(address), sizeof address) >= 0) return 0;
+  // The user is being deregistered at this moment; its name is about to go.
+  return errno == EPIPE ? ENOENT : errno;
 }
 
 void clearMessageSockets(const std::string &nodeDirectory) {

@@ -19,7 +19,7 @@
 
 namespace orv {
 
-// The socket at which a user receives. A plain record: closing is the business of removeMessageSocket.
+// The socket at which a user receives. A plain record: its owner closes the descriptor.
 struct MessageSocket {
   int descriptor = -1;
   std::string nodeDirectory;
@@ -57,11 +57,12 @@ class MessageDirectory {
   int descriptor_ = -1;
 };
 
-// Closes `socket` and removes its name, unless the name has come to belong to another one meanwhile.
-void removeMessageSocket(const MessageSocket &socket);
+// Removes the name of `socket`, unless the name has come to belong to another one meanwhile.
+void removeMessageSocketName(const MessageSocket &socket);
 
 // Hands `size` bytes at `data` to the user `cpid` of the node and never waits. Returns 0 or the errno: ENOENT (no such
-// user), ECONNREFUSED (the user's process has died), EAGAIN (the user's queue is full), or another one of the kernel.
+// user, or none any more), ECONNREFUSED (the user's process has died), EAGAIN (the user's queue is full), or another
+// one of the kernel.
 int sendToMessageSocket(const std::string &nodeDirectory, uint16_t cpid, const void *data, size_t size);
 
 // Removes what a run of the node that died left of message sockets. Those of living processes stay. For the early
