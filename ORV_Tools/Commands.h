@@ -4,8 +4,11 @@
 #define ORV_TOOLS_COMMANDS_H
 
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
+
+#include "NodeStore.h"
 
 namespace orv {
 
@@ -20,6 +23,9 @@ void complain(const std::string &text);
 // A number as the configuration file has them: decimal, 0x and hexadecimal, or 0 and octal. Nothing for anything else.
 std::optional<uint32_t> parseNumber(const std::string &text);
 
+// A number of seconds, 0 or more, such as 2.5. Nothing for anything else.
+std::optional<double> parseSeconds(const std::string &text);
+
 // What the arguments say; each command looks at its own.
 struct Arguments {
   std::string nodeDirectory;
@@ -32,6 +38,12 @@ struct Arguments {
   uint32_t radValue = 0;
   bool clear = false;
 };
+
+// The node directory that the arguments name, else the usual one.
+std::string nodeDirectoryOf(const Arguments &arguments);
+
+// The store of the node; null after having said why not.
+std::unique_ptr<NodeStore> openNode(const Arguments &arguments);
 
 int tagSet(const Arguments &arguments, std::string &output);
 int tagGet(const Arguments &arguments, std::string &output);

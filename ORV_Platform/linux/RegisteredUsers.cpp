@@ -62,12 +62,7 @@ void RegisteredUser::deregister() {
   deregistered_.store(true, std::memory_order_release);
   shutdown(socket_.descriptor, SHUT_RDWR);  // wakes who waits; a sender that found the name meanwhile is told
   removeMessageSocketName(socket_);
-  uint32_t lost = 0;
-  Received message;
-  for (int taken = 0; taken == 0 || taken == EBADMSG;) {
-    taken = takeMessage(socket_.descriptor, message);
-    if (taken == 0) ++lost;
-  }
+  const uint32_t lost = discardMessages(socket_.descriptor);
   if (lost == 0) return;
   platformLog(SEVERITY_WARNING, "the user with CPID " + hexText(cpid_, 4) + " was deregistered before it took " +
                                     std::to_string(lost) + (lost == 1 ? " message" : " messages") +

@@ -2,7 +2,6 @@
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <time.h>
 
 #include <cerrno>
 #include <cstring>
@@ -68,14 +67,28 @@ int takeMessage(int descriptor, Received &message) {
   return 0;
 }
 
+uint32_t discardMessages(int descriptor) {
+  uint32_t count = 0;
+  Received message;
+  for (int taken = 0; taken == 0 || taken == EBADMSG;) {
+    taken = takeMessage(descriptor, message);
+    if (taken == 0) ++count;
+  }
+  return count;
+}
+
+timespec timeLeft(uint64_t deadlineNs) {
+  const uint64_t now = monotonicNs();
+  const uint64_t leftNs = deadlineNs > now ? deadlineNs - now : 0;
+  timespec left{};
+  left.tv_sec = static_cast<time_t>(leftNs / NS_PER_S);
+  left.tv_nsec = static_cast<long>(leftNs % NS_PER_S);
+  return left;
+}
+
 int waitReadable(int descriptor, std::optional<uint64_t> deadlineNs) {
   timespec left{};
-  if (deadlineNs) {
-    const uint64_t now = monotonicNs();
-    const uint64_t leftNs = *deadlineNs > now ? *deadlineNs - now : 0;
-    left.tv_sec = static_cast<time_t>(leftNs / NS_PER_S);
-    left.tv_nsec = static_cast<long>(leftNs % NS_PER_S);
-  }
+  if (deadlineNs) left = timeLeft(*deadlineNs);
   pollfd waited{descriptor, POLLIN, 0};
   const int count = ppoll(&waited, 1, deadlineNs ? &left : nullptr, nullptr);
   if (count < 0) return errno;

@@ -2,6 +2,8 @@
 #ifndef ORV_LINUX_SYSCOMRECEPTION_H
 #define ORV_LINUX_SYSCOMRECEPTION_H
 
+#include <time.h>
+
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -38,9 +40,15 @@ using Received = std::unique_ptr<OrvSysComMessage, FreeReceived>;
 // the payload size, its length; ENOMEM, with the datagram left where it is; or another errno of the kernel.
 int takeMessage(int descriptor, Received &message);
 
-// Waits until `descriptor` is readable or shut down, or CLOCK_MONOTONIC has reached `deadlineNs` (nothing: for ever;
-// no further off than a 32-bit machine's time_t reaches, 68 years). Returns 0, ETIMEDOUT, EINTR, or another errno of
-// the kernel.
+// Takes and forgets all that is there. Returns how many messages there were among it.
+uint32_t discardMessages(int descriptor);
+
+// What is left until CLOCK_MONOTONIC reaches `deadlineNs`, which is no further off than a 32-bit machine's time_t
+// reaches (68 years); 0 when it has.
+timespec timeLeft(uint64_t deadlineNs);
+
+// Waits until `descriptor` is readable or shut down, or until `deadlineNs` (nothing: for ever). Returns 0, ETIMEDOUT,
+// EINTR, or another errno of the kernel.
 int waitReadable(int descriptor, std::optional<uint64_t> deadlineNs);
 
 }  // namespace orv
