@@ -13,6 +13,7 @@
 
 #include "AaStartup.h"
 #include "ExecutionUnits.h"
+#include "GatewayLoader.h"
 #include "NoThrow.h"
 #include "NodePaths.h"
 #include "Platform.h"
@@ -160,8 +161,7 @@ Status deliver(const MessageHeader &header) {
   }
   const uint16_t node = orv::nodeOf(header.receiver);
   if (node != ownNid() && node != orv::OWN_NODE && node != orv::LOCAL_NODE) {
-    return Status::failure(EHOSTUNREACH,
-                           what + " refused: node " + hex(node, 4) + " is another node and this node has no gateway");
+    return orv::sendThroughGateway(header);
   }
   const uint16_t cpid = orv::cpidOf(header.receiver);
   const int error = orv::sendToMessageSocket(orv::nodeDirectory(), cpid, &header, sizeof header + header.payloadSize);
@@ -170,7 +170,8 @@ Status deliver(const MessageHeader &header) {
 }
 
 void recordOutcome(const MessageHeader &header, const Status &outcome) {
-  if (!outcome.ok()) orv::platformLog(orv::SEVERITY_WARNING, outcome.message);
+  // Without a message where it would say the same too often.
+  if (!outcome.message.empty()) orv::platformLog(orv::SEVERITY_WARNING, outcome.message);
   orv::NodeStore *store = orv::nodeStore();
   if (store == nullptr) return;
   orv::Event event;
