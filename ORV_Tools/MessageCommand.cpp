@@ -49,11 +49,15 @@ std::vector<unsigned char> messageOf(const MessageArguments &arguments, const st
 }
 
 Status deliver(const Arguments &arguments, const NodeStore &store, const MessageHeader &header) {
+  const std::string directory = nodeDirectoryOf(arguments);
   const std::optional<RunInfo> run = store.run();
   const uint16_t node = nodeOf(header.receiver);
-  if (isOwnNode(node, run ? run->nid : uint16_t{0})) return deliverInNode(nodeDirectoryOf(arguments), header);
-  return Status::failure(EHOSTUNREACH, messageText(header) + " refused: node " + hexText(node, 4) +
-                                           " is another node and this node has no gateway");
+  if (isOwnNode(node, run ? run->nid : uint16_t{0})) return deliverInNode(directory, header);
+  const int error = sendToGatewaySocket(directory, node, &header, sizeof header + header.payloadSize);
+  if (error == 0) return Status::success();
+  if (error == EAGAIN)
+    return Status::failure(error, messageText(header) + " not taken: the queue of the gateway is full");
+  return Status::failure(EHOSTUNREACH, noWayText(header, &store));
 }
 
 // --- listen ---------------------------------------------------------------------------------------------------------

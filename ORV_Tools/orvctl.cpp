@@ -1,5 +1,5 @@
-// orvctl, the operator's tool: looks at a node and changes its tags, RAD parameters and run record, and rehearses the
-// start-up of a node that is not there yet.
+// orvctl, the operator's tool: looks at a node and changes its tags, RAD parameters, run record and keys, and rehearses
+// the start-up of a node that is not there yet.
 //
 // Reads and writes the files of the node itself and needs no daemon, so that a node that has died can be looked at too.
 #include <signal.h>
@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "KeysCommand.h"
 #include "MessageCommand.h"
 #include "MessageOptions.h"
 #include "Output.h"
@@ -70,6 +71,7 @@ class CommandLine {
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
+    addKeysCommands();
     addRehearse();
   }
   CommandLine(const CommandLine &) = delete;
@@ -105,6 +107,15 @@ class CommandLine {
     command->parse_complete_callback([this, action] { action_ = action; });
     addDirectories(*command);
     return command;
+  }
+
+  void addKeysCommands() {
+    CLI::App *group = app_.add_subcommand("keys", "Keys of the gateway between nodes");
+    group->require_subcommand(1);
+    addDirectories(*group);
+    orv::keys::addCommands(*group, keys_,
+                           [this](CLI::App &parent, const std::string &name, const std::string &description,
+                                  const Action &action) { return addCommand(parent, name, description, action); });
   }
 
   // No directories: it has no node.
@@ -196,10 +207,11 @@ class CommandLine {
         ->type_name("");
   }
 
-  CLI::App app_{"Looks at a node, changes its tags, RAD parameters and run record, and rehearses a start-up.",
+  CLI::App app_{"Looks at a node, changes its tags, RAD parameters, run record and keys, and rehearses a start-up.",
                 "orvctl"};
   Arguments arguments_;
   orv::MessageArguments message_;
+  orv::keys::KeysArguments keys_;
   orv::rehearsal::Arguments rehearsal_;
   Action action_;
 };

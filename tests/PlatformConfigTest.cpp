@@ -210,7 +210,7 @@ TEST(PlatformConfig, ByteOrderMarkIsPassedOver) {
 
 TEST(PlatformConfig, UnknownElementsAreRefused) {
   EXPECT_EQ(refusal("<orv>\n <tag name=\"a\"/></orv>"),
-            "node.xml:2:3: <orv> has no element <tag>, expected <tags>, <rad>, <board> or <events>");
+            "node.xml:2:3: <orv> has no element <tag>, expected <tags>, <rad>, <board>, <events> or <gateway>");
   EXPECT_EQ(tagRefusal("<tga name=\"a\"/>"), "node.xml:2:2: <tags> has no element <tga>, expected <tag>");
   EXPECT_EQ(tagRefusal("<tag name=\"a\"><b/></tag>"), "node.xml:2:16: <tag> has no element <b>, expected text");
   EXPECT_EQ(refusal("<orv><rad><x/></rad></orv>"), "node.xml:1:12: <rad> has no element <x>, expected <parameter>");

@@ -11,6 +11,7 @@
 
 #include "Command.h"
 #include "ExecutionUnits.h"
+#include "GatewayLoader.h"
 #include "NodePaths.h"
 #include "Platform.h"
 #include "PlatformConfig.h"
@@ -125,6 +126,7 @@ Status ceStartup() {
   run.ceName = ceName == nullptr ? "" : ceName;
   Status status = store->updateRun(run);
   if (!status.ok()) return status;
+  startGateway(*store);
   appendEvent(*store, EventKind::CE_STARTED, "node id " + std::to_string(run.nid));
   return Status::success();
 }
@@ -136,6 +138,7 @@ Status ceShutdown() {
       store == nullptr ? DEFAULT_GRACE_TIME_MS : settingOr(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
   Status ended = endPrograms(graceMs);
   complainUnlessOk(SEVERITY_ERROR, ended);
+  stopGateway(store);
   if (store == nullptr) return ended;
   RunInfo run = store->run().value_or(RunInfo{});
   run.state = RunState::DOWN;

@@ -10,6 +10,7 @@
 
 #include "AaStartup.h"
 #include "ExecutionUnits.h"
+#include "GatewayLoader.h"
 #include "NoThrow.h"
 #include "NodePaths.h"
 #include "Platform.h"
@@ -86,15 +87,13 @@ Status deliver(const MessageHeader &header) {
     return Status::failure(status.code, what + " refused: " + status.message);
   }
   const uint16_t node = orv::nodeOf(header.receiver);
-  if (!orv::isOwnNode(node, ownNid())) {
-    return Status::failure(
-        EHOSTUNREACH, what + " refused: node " + hexText(node, 4) + " is another node and this node has no gateway");
-  }
+  if (!orv::isOwnNode(node, ownNid())) return orv::sendThroughGateway(header);
   return orv::deliverInNode(orv::nodeDirectory(), header);
 }
 
 void recordOutcome(const MessageHeader &header, const Status &outcome) {
-  if (!outcome.ok()) orv::platformLog(orv::SEVERITY_WARNING, outcome.message);
+  // Without a message where it would say the same too often.
+  if (!outcome.message.empty()) orv::platformLog(orv::SEVERITY_WARNING, outcome.message);
   orv::NodeStore *store = orv::nodeStore();
   if (store == nullptr) return;
   orv::Event event = orv::outcomeEvent(header, outcome.ok());

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <optional>
 #include <system_error>
 
 #include "SysComUsers.h"
@@ -44,6 +45,17 @@ Status deliverInNode(const std::string &nodeDirectory, const MessageHeader &head
   const int error = sendToMessageSocket(nodeDirectory, cpid, &header, sizeof header + header.payloadSize);
   if (error == 0) return Status::success();
   return Status::failure(error, messageText(header) + " not delivered: " + undeliveredReason(error, cpid));
+}
+
+std::string noWayText(const MessageHeader &header, const NodeStore *store) {
+  const std::string what =
+      messageText(header) + " refused: node " + hexText(nodeOf(header.receiver), 4) + " is another node and ";
+  const std::optional<Tag> state = store == nullptr ? std::nullopt : store->tag(GATEWAY_STATE_TAG);
+  if (!state) return what + "this node has no gateway: it has no gateway port";
+  if (state->value.text == GATEWAY_STATE_UP) {
+    return what + "this node's gateway has no way to it (it is no peer, or its lines in the log tell why)";
+  }
+  return what + "this node has no gateway: " + state->value.text;
 }
 
 Event outcomeEvent(const MessageHeader &header, bool delivered) {

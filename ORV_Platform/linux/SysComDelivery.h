@@ -25,6 +25,14 @@ bool isOwnNode(uint16_t node, uint16_t ownNid);
 // sendToMessageSocket and a sentence that says what that means.
 Status deliverInNode(const std::string &nodeDirectory, const MessageHeader &header);
 
+// What has become of the node's gateway, for whoever wants to know why messages go nowhere: "up", or the reason why
+// there is none. Not set on a node that is to have none.
+constexpr const char *GATEWAY_STATE_TAG = "orv.gateway.state";  // string
+constexpr const char *GATEWAY_STATE_UP = "up";
+
+// The sentence for a message to another node that the node's gateway has no socket for. `store` may be null.
+std::string noWayText(const MessageHeader &header, const NodeStore *store);
+
 // What the node's events say of a message that was sent, or was not.
 Event outcomeEvent(const MessageHeader &header, bool delivered);
 
