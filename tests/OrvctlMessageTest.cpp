@@ -20,14 +20,14 @@ namespace {
 constexpr uint16_t CPID = 0x04e7;
 constexpr std::chrono::seconds LIMIT(30);
 
-// A user of the node, played by the test itself.
+// A user of the node, or its gateway, played by the test itself.
 class User {
  public:
-  explicit User(const std::string &nodeDirectory, uint16_t cpid = CPID) {
+  explicit User(const std::string &nodeDirectory, const std::string &name = "04e7") {
     orv::MessageDirectory directory;
     const orv::Status made = directory.makeAndLock(nodeDirectory);
     EXPECT_TRUE(made.ok()) << made.message;
-    const orv::Status bound = directory.bind(cpid, socket_);
+    const orv::Status bound = directory.bind(name, socket_);
     EXPECT_TRUE(bound.ok()) << bound.message;
   }
   ~User() {
@@ -170,9 +170,36 @@ TEST_F(OrvctlMessageSend, QueueThatIsFullIsTheAnswerNo) {
                        "the queue of the user with CPID 0x04e7 is full"));
 }
 
-TEST_F(OrvctlMessageSend, OtherNodeIsRefusedWhereThereIsNoGateway) {
-  EXPECT_TRUE(contains(complaint(NO, {"msg", "send", "--to", "0x2011:0x04e7", "--id", "7"}),
-                       "message 0x0007 to 0x201104e7 refused: node 0x2011 is another node"));
+TEST_F(OrvctlMessageSend, MessageToAnotherNodeGoesToTheGateway) {
+  const User gateway(node(), orv::gatewaySocketName(0x2011));
+  EXPECT_EQ(output(DONE, {"msg", "send", "--to", "0x2011:0x04e7", "--id", "7", "--text", "hello"}), "");
+  const orv::Received message = gateway.receive();
+  ASSERT_NE(message, nullptr);
+  EXPECT_EQ(message->header.receiver, 0x201104e7u);
+  EXPECT_EQ(message->header.payloadSize, 5u);
+}
+
+TEST_F(OrvctlMessageSend, GatewayThatTakesNoMoreIsTheAnswerNo) {
+  const User gateway(node(), orv::gatewaySocketName(0x2011));
+  constexpr int FAR_TOO_MANY = 100000;
+  const std::string bytes(sizeof(orv::MessageHeader), '\0');
+  int error = 0;
+  for (int i = 0; i < FAR_TOO_MANY && error == 0; ++i)
+    error = orv::sendToGatewaySocket(node(), 0x2011, bytes.data(), bytes.size());
+  ASSERT_EQ(error, EAGAIN);
+  EXPECT_EQ(complaint(NO, {"msg", "send", "--to", "0x2011:0x04e7", "--id", "7"}),
+            "orvctl: message 0x0007 to 0x201104e7 not taken: the queue of the gateway is full");
+}
+
+TEST_F(OrvctlMessageSend, OtherNodeWithoutAWayToItIsRefusedWithTheReason) {
+  const Lines command = {"msg", "send", "--to", "0x2011:0x04e7", "--id", "7"};
+  const std::string refused = "orvctl: message 0x0007 to 0x201104e7 refused: node 0x2011 is another node and ";
+  EXPECT_EQ(complaint(NO, command), refused + "this node has no gateway: it has no gateway port");
+  ASSERT_TRUE(store()->setTag("orv.gateway.state", {TagType::STRING, 0, "it was shut down"}).ok());
+  EXPECT_EQ(complaint(NO, command), refused + "this node has no gateway: it was shut down");
+  ASSERT_TRUE(store()->setTag("orv.gateway.state", {TagType::STRING, 0, "up"}).ok());
+  EXPECT_TRUE(complaint(NO, command).starts_with(refused + "this node's gateway has no way to it"));
+  EXPECT_EQ(eventTexts(orv::EventKind::MESSAGE_UNDELIVERED).size(), 3U);
 }
 
 TEST_F(OrvctlMessageSend, BadUseIsRefused) {

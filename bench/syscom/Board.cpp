@@ -53,6 +53,7 @@ void takeArrival(Board &board, Worker &receiver, const Stamp &stamp) {
   if (stamp.source >= MAX_WORKERS || (stamp.run != run && stamp.run + 1 != run)) return;
   if (stamp.sentNs >= board.measureFromNs.load() && now <= board.measureToNs.load()) {
     receiver.latencies.add(now - stamp.sentNs);
+    receiver.measured.fetch_add(1);
   }
   Worker &sender = board.workers.at(stamp.source);
   sender.arrived.fetch_add(1);

@@ -41,7 +41,8 @@ struct Worker {
   std::atomic<uint32_t> refused{0};    // attempts that the system did not take; they were made again
   std::atomic<uint32_t> arrived{0};    // how many of those that it sent have been received; a futex
   std::atomic<uint32_t> isWaiting{0};  // for `arrived` to change
-  Histogram latencies;                 // of what it received
+  std::atomic<uint32_t> measured{0};   // how many of those that it received counted
+  Histogram latencies;                 // of these
 };
 
 struct Board {

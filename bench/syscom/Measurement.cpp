@@ -29,6 +29,7 @@ void clear(Board &board) {
     worker.sent.store(0);
     worker.refused.store(0);
     worker.arrived.store(0);
+    worker.measured.store(0);
     worker.latencies = {};
   }
 }
@@ -78,12 +79,19 @@ Figures measure(Board &board, const Load &load, const std::function<void()> &che
   board.pattern.store(load.pattern);
   board.window.store(load.window);
   board.messageLimit.store(0);
+  const auto lengthNs = static_cast<uint64_t>(load.seconds * static_cast<double>(NS_PER_S));
   const uint64_t fromNs = nowNs() + GET_GOING_NS;
-  const uint64_t toNs = fromNs + static_cast<uint64_t>(load.seconds * static_cast<double>(NS_PER_S));
+  uint64_t toNs = fromNs + lengthNs;
   board.measureFromNs.store(fromNs);
   board.measureToNs.store(toNs);
   beginRun(board);
   waitUntil(toNs, check);
+  // A measurement is as long again where the machine has let nothing come yet.
+  while (sum(board, &Worker::measured) == 0 && toNs - fromNs < LIMIT_NS) {
+    toNs += lengthNs;
+    board.measureToNs.store(toNs);
+    waitUntil(toNs, check);
+  }
   Figures figures;
   figures.lost = endRun(board, check);
   figures.refused = sum(board, &Worker::refused);
@@ -91,7 +99,7 @@ Figures measure(Board &board, const Load &load, const std::function<void()> &che
   for (const Worker &worker : board.workers)
     latencies.add(worker.latencies);
   figures.messages = latencies.count();
-  figures.messagesPerS = static_cast<double>(figures.messages) / load.seconds;
+  figures.messagesPerS = static_cast<double>(figures.messages) * NS_PER_S / static_cast<double>(toNs - fromNs);
   figures.p50Ns = latencies.quantile(0.5);
   figures.p99Ns = latencies.quantile(0.99);
   return figures;
