@@ -166,24 +166,31 @@ void Gateway::run() {
 }
 
 void Gateway::wait() {
-  std::vector<zmq_pollitem_t> items = {{nullptr, stop_.get(), ZMQ_POLLIN, 0},
-                                       {authenticator_->handle(), 0, ZMQ_POLLIN, 0},
+  // Behind the peers, the gateway itself.
+  const size_t self = peers_.size();
+  proceeded_.resize(self, false);
+  watch_.begin(self + 1);
+  std::vector<zmq_pollitem_t> items = {{authenticator_->handle(), 0, ZMQ_POLLIN, 0},
                                        {listener_->handle(), 0, ZMQ_POLLIN, 0},
                                        {listener_->monitorHandle(), 0, ZMQ_POLLIN, 0}};
-  if (stopsMs_ != 0) items.erase(items.begin());
+  if (stopsMs_ == 0) items.push_back({nullptr, stop_.get(), ZMQ_POLLIN, 0});
   if (trusted_ != nullptr && trusted_->descriptor() >= 0) {
     items.push_back({nullptr, trusted_->descriptor(), ZMQ_POLLIN, 0});
   }
-  for (const auto &peer : peers_)
-    peer->appendTo(items);
   for (const int descriptor : users_.waiting())
     items.push_back({nullptr, descriptor, ZMQ_POLLOUT, 0});
-  long timeoutMs = -1;
+  watch_.add(self, items, true);
+  for (size_t i = 0; i < self; ++i) {
+    items.clear();
+    peers_[i]->appendTo(items);
+    watch_.add(i, items, proceeded_[i]);
+  }
+  int timeoutMs = -1;
   if (const std::optional<uint64_t> next = nextMs()) {
     const uint64_t now = clockMs();
-    timeoutMs = *next <= now ? 0 : static_cast<long>(std::min<uint64_t>(*next - now, INT_MAX));
+    timeoutMs = *next <= now ? 0 : static_cast<int>(std::min<uint64_t>(*next - now, INT_MAX));
   }
-  zmq_poll(items.data(), static_cast<int>(items.size()), timeoutMs);
+  watch_.wait(timeoutMs);
 }
 
 std::optional<uint64_t> Gateway::nextMs() const {
@@ -204,8 +211,10 @@ void Gateway::proceed() {
   authenticator_->answer();
   listener_->watch();
   arrivals_->proceed(now);
-  for (const auto &peer : peers_)
-    peer->proceed(now);
+  for (size_t i = 0; i < peers_.size(); ++i) {
+    proceeded_[i] = watch_.isReady(i) || peers_[i]->nextMs().value_or(UINT64_MAX) <= now;
+    if (proceeded_[i]) peers_[i]->proceed(now);
+  }
   tell(reports_.due(now));
 }
 

@@ -22,6 +22,7 @@
 #include "Reports.h"
 #include "Status.h"
 #include "TrustedNodes.h"
+#include "Watch.h"
 
 namespace orv::gateway {
 
@@ -73,6 +74,8 @@ class Gateway {
   std::unique_ptr<Listener> listener_;
   std::unique_ptr<Arrivals> arrivals_;
   std::vector<std::unique_ptr<Peer>> peers_;
+  std::vector<bool> proceeded_;  // which of the peers did so in the last round
+  Watch watch_;
   std::thread thread_;
 };
 

@@ -1,9 +1,8 @@
 #include "Peer.h"
 
-#include <sys/socket.h>
-
 #include <algorithm>
-#include <cstring>
+#include <cerrno>
+#include <utility>
 
 #include "GatewayWire.h"
 #include "Texts.h"
@@ -118,28 +117,27 @@ void Peer::takeVerdicts(uint64_t nowMs) {
 }
 
 void Peer::takeMessages(uint64_t nowMs) {
-  std::string bytes;
+  Received message;
   for (size_t i = 0; i < BATCH && readsOn(); ++i) {
-    bytes.resize(MAX_MESSAGE_SIZE);
-    const ssize_t size = recv(socket_.descriptor, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_TRUNC);
-    if (size < 0) return;
-    if (static_cast<size_t>(size) > MAX_MESSAGE_SIZE) {
-      reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(size) + " bytes");
-      continue;
+    const int taken = orv::takeMessage(socket_.descriptor, message);
+    if (taken == EBADMSG) {
+      reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(message->header.payloadSize) + " bytes");
+    } else if (taken == 0) {
+      take(*message, nowMs);
+    } else {
+      return;
     }
-    takeMessage(bytes.substr(0, static_cast<size_t>(size)), nowMs);
   }
 }
 
-void Peer::takeMessage(std::string bytes, uint64_t nowMs) {
-  MessageHeader header{};
-  const bool hasHeader = bytes.size() >= sizeof header;
-  if (hasHeader) std::memcpy(&header, bytes.data(), sizeof header);
-  if (!hasHeader || header.payloadSize != bytes.size() - sizeof header || nodeOf(header.receiver) != nid_) {
-    reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(bytes.size()) + " bytes");
+void Peer::take(const OrvSysComMessage &message, uint64_t nowMs) {
+  const MessageHeader &header = message.header;
+  if (nodeOf(header.receiver) != nid_) {
+    reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(sizeof header + header.payloadSize) + " bytes");
     return;
   }
-  if (!outbox_.push(header, bytes.substr(sizeof header), nowMs)) {
+  std::string payload(reinterpret_cast<const char *>(message.payload()), header.payloadSize);
+  if (!outbox_.push(header, std::move(payload), nowMs)) {
     reports_.count(name_, Cause::OVERFLOW, messageText(header));
   }
 }

@@ -16,6 +16,7 @@
 #include "PeerConnection.h"
 #include "Reports.h"
 #include "Status.h"
+#include "SysComReception.h"
 #include "SysComUsers.h"
 
 namespace orv::gateway {
@@ -47,7 +48,7 @@ class Peer {
 
   // Adds what is to be polled.
   void appendTo(std::vector<zmq_pollitem_t> &items) const;
-  // Does all that can be done now.
+  // Does all that can be done now. To be called when something that is polled has happened, and at nextMs.
   void proceed(uint64_t nowMs);
   std::optional<uint64_t> nextMs() const;
 
@@ -65,7 +66,7 @@ class Peer {
   void proceedConnection(uint64_t nowMs);
   void takeVerdicts(uint64_t nowMs);
   void takeMessages(uint64_t nowMs);
-  void takeMessage(std::string bytes, uint64_t nowMs);
+  void take(const OrvSysComMessage &message, uint64_t nowMs);
   void sendMessages(uint64_t nowMs);
   void expire(uint64_t nowMs);
 
