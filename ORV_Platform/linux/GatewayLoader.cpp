@@ -133,7 +133,7 @@ std::string countRefusal(uint16_t nid) {
   const uint64_t now = monotonicNs();
   if (node.saidNs != 0 && now - node.saidNs < NS_PER_S) return "";
   node.saidNs = now;
-  const std::string text = std::to_string(node.since) + (node.since == 1 ? " message" : " messages") + " to node " +
+  std::string text = std::to_string(node.since) + (node.since == 1 ? " message" : " messages") + " to node " +
                            hexText(nid, 4) + " not taken (" + std::to_string(node.total) +
                            " in all by this process): the queue of the gateway is full";
   node.since = 0;
