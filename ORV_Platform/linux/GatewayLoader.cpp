@@ -134,8 +134,8 @@ std::string countRefusal(uint16_t nid) {
   if (node.saidNs != 0 && now - node.saidNs < NS_PER_S) return "";
   node.saidNs = now;
   std::string text = std::to_string(node.since) + (node.since == 1 ? " message" : " messages") + " to node " +
-                           hexText(nid, 4) + " not taken (" + std::to_string(node.total) +
-                           " in all by this process): the queue of the gateway is full";
+                     hexText(nid, 4) + " not taken (" + std::to_string(node.total) +
+                     " in all by this process): the queue of the gateway is full";
   node.since = 0;
   return text;
 }
