@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 #include "AaStartup.h"
 #include "ExecutionUnits.h"
@@ -15,6 +16,7 @@
 #include "NodePaths.h"
 #include "Platform.h"
 #include "RegisteredUsers.h"
+#include "StoreWriter.h"
 #include "SysComDelivery.h"
 #include "SysComMessage.h"
 
@@ -94,12 +96,10 @@ Status deliver(const MessageHeader &header) {
 void recordOutcome(const MessageHeader &header, const Status &outcome) {
   // Without a message where it would say the same too often.
   if (!outcome.message.empty()) orv::platformLog(orv::SEVERITY_WARNING, outcome.message);
-  orv::NodeStore *store = orv::nodeStore();
-  if (store == nullptr) return;
+  orv::nodeStore();  // a program that only sends is one of the node as well
   orv::Event event = orv::outcomeEvent(header, outcome.ok());
   event.euId = orv::currentEu();
-  const Status status = store->appendEvent(event);
-  if (!status.ok()) orv::platformLog(orv::SEVERITY_WARNING, status.message);
+  orv::recordEvent(std::move(event));
 }
 
 int32_t sendMessage(void *address) {

@@ -8,6 +8,7 @@
 #include <map>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "AaStartup.h"
@@ -16,6 +17,7 @@
 #include "KeyFiles.h"
 #include "NodePaths.h"
 #include "Platform.h"
+#include "StoreWriter.h"
 #include "SysComDelivery.h"
 #include "SysComUsers.h"
 
@@ -38,12 +40,10 @@ void logForGateway(uint32_t severity, const char *text) {
 }
 
 void recordForGateway(const char *text) {
-  NodeStore *store = openNodeStore();
-  if (store == nullptr) return;
   Event event;
   event.kind = EventKind::GATEWAY;
   event.text = text;
-  if (const Status status = store->appendEvent(event); !status.ok()) platformLog(SEVERITY_WARNING, status.message);
+  recordEvent(std::move(event));
 }
 
 void setState(NodeStore &store, const std::string &text) {
