@@ -39,6 +39,7 @@ Peer::Peer(void *context, const PeerSettings &settings, uint16_t nid, const std:
       nid_(nid),
       name_(nodeText(nid)),
       reports_(reports),
+      buffer_(MAX_MESSAGE_SIZE),
       outbox_(settings.queueLimit, settings.deliveryTimeoutMs),
       connection_(context, "peer-" + hexText(nid, 4), endpoint, ownKeys) {}
 
@@ -59,7 +60,7 @@ void Peer::setKey(const std::optional<Key> &key, uint64_t nowMs) {
 }
 
 void Peer::appendTo(std::vector<zmq_pollitem_t> &items) const {
-  if (readsOn()) items.push_back({nullptr, socket_.descriptor, ZMQ_POLLIN, 0});
+  if (outbox_.hasRoom()) items.push_back({nullptr, socket_.descriptor, ZMQ_POLLIN, 0});
   if (connection_.socketHandle() != nullptr) {
     const auto wanted = static_cast<short>(isBlocked_ ? ZMQ_POLLIN | ZMQ_POLLOUT : ZMQ_POLLIN);
     items.push_back({connection_.socketHandle(), 0, wanted, 0});
@@ -118,30 +119,28 @@ void Peer::takeVerdicts(uint64_t nowMs) {
 }
 
 void Peer::takeMessages(uint64_t nowMs) {
-  std::string bytes;
-  for (size_t i = 0; i < BATCH && readsOn(); ++i) {
-    bytes.resize(MAX_MESSAGE_SIZE);
-    const ssize_t size = recv(socket_.descriptor, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_TRUNC);
-    if (size < 0) return;
-    if (static_cast<size_t>(size) > MAX_MESSAGE_SIZE) {
-      reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(size) + " bytes");
-      continue;
-    }
-    takeMessage(bytes.substr(0, static_cast<size_t>(size)), nowMs);
+  MessageHeader header{};
+  std::string payload;
+  for (size_t i = 0; i < BATCH && outbox_.hasRoom(); ++i) {
+    const Taken taken = takeMessage(header, payload);
+    if (taken == Taken::NOTHING) return;
+    if (taken == Taken::MESSAGE) outbox_.push(header, payload, nowMs);
   }
 }
 
-void Peer::takeMessage(std::string bytes, uint64_t nowMs) {
-  MessageHeader header{};
-  const bool hasHeader = bytes.size() >= sizeof header;
-  if (hasHeader) std::memcpy(&header, bytes.data(), sizeof header);
-  if (!hasHeader || header.payloadSize != bytes.size() - sizeof header || nodeOf(header.receiver) != nid_) {
-    reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(bytes.size()) + " bytes");
-    return;
+Peer::Taken Peer::takeMessage(MessageHeader &header, std::string &payload) {
+  const ssize_t received = recv(socket_.descriptor, buffer_.data(), buffer_.size(), MSG_DONTWAIT | MSG_TRUNC);
+  if (received < 0) return Taken::NOTHING;
+  const auto size = static_cast<size_t>(received);
+  if (size >= sizeof header && size <= buffer_.size()) {
+    std::memcpy(&header, buffer_.data(), sizeof header);
+    if (header.payloadSize == size - sizeof header && nodeOf(header.receiver) == nid_) {
+      payload.assign(buffer_.data() + sizeof header, header.payloadSize);
+      return Taken::MESSAGE;
+    }
   }
-  if (!outbox_.push(header, bytes.substr(sizeof header), nowMs)) {
-    reports_.count(name_, Cause::OVERFLOW, messageText(header));
-  }
+  reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(size) + " bytes");
+  return Taken::MALFORMED;
 }
 
 void Peer::sendMessages(uint64_t nowMs) {
@@ -182,6 +181,12 @@ std::optional<uint64_t> Peer::nextMs() const {
 void Peer::giveUp() {
   for (const QueuedMessage &message : outbox_.takeAll())
     reports_.count(name_, Cause::ENDED, messageText(message.header));
+  // And what there was no room for yet.
+  MessageHeader header{};
+  std::string payload;
+  for (Taken taken = takeMessage(header, payload); taken != Taken::NOTHING; taken = takeMessage(header, payload)) {
+    if (taken == Taken::MESSAGE) reports_.count(name_, Cause::ENDED, messageText(header));
+  }
 }
 
 }  // namespace orv::gateway
