@@ -17,7 +17,6 @@ constexpr const char *TEXTS[] = {
     "not reached yet",
     "refuses the connection: this node's key is not trusted there",
     "not delivered in time",
-    "over the limit of the queue",
     "for users that are not there",
     "for users that did not take them in time",
     "refused there: their sender claims to be on another node",
