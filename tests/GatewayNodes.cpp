@@ -51,7 +51,7 @@ std::vector<uint16_t> freePorts(size_t count) {
 // messages to each other: the library is not compiled with it.
 std::vector<std::string> sanitizerEnvironment([[maybe_unused]] const TestNode &node) {
 #ifdef __SANITIZE_THREAD__
-  node.writeFile("suppressions", "called_from_lib:libzmq.so.5\n");
+  node.writeFile("suppressions", "race:libzmq.so\n");
   const char *options = std::getenv("TSAN_OPTIONS");
   return {"TSAN_OPTIONS=" + std::string(options == nullptr ? "" : options) +
           " suppressions=" + node.path("suppressions")};

@@ -14,8 +14,8 @@
 
 #ifdef __SANITIZE_THREAD__
 // It does not see how ZeroMQ's threads hand their messages to each other: the library is not compiled with it.
-extern "C" const char *__tsan_default_suppressions() {
-  return "called_from_lib:libzmq.so.5\n";
+extern "C" __attribute__((visibility("default"))) const char *__tsan_default_suppressions() {
+  return "race:libzmq.so\n";
 }
 #endif
 

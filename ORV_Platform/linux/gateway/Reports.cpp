@@ -73,7 +73,7 @@ ReportLine Reports::tell(const std::string &peer, Entry &entry) {
     const auto cause = static_cast<Cause>(i);
     if (!text.empty()) text += ", ";
     text += textOf(cause, entry.since[i], entry.total[i]);
-    if (cause != Cause::CONNECTED) line.isWarning = true;
+    if (cause != Cause::CONNECTED && cause != Cause::NOT_REACHED) line.isWarning = true;
   }
   line.text = "gateway: " + peer + ": " + text + (entry.detail.empty() ? "" : "; the last: " + entry.detail);
   entry.since.fill(0);
