@@ -24,7 +24,7 @@ namespace orv {
 namespace {
 
 constexpr double NS_PER_S = 1e9;
-constexpr double LONGEST_TIMEOUT_S = 1e9;  // over 30 years, and within a 32-bit machine's time_t
+constexpr double LONGEST_TIMEOUT_S = 1e9;  // over 30 years
 
 // --- send -----------------------------------------------------------------------------------------------------------
 
@@ -176,10 +176,8 @@ struct Listening {
       if (error != 0) return End::FAILED;
       if (isComplete()) return End::COUNT;
       pollfd waited[] = {{descriptor, POLLIN, 0}, {signals, POLLIN, 0}};
-      timespec left{};
-      if (deadlineNs) left = timeLeft(*deadlineNs);
-      const int count = ppoll(waited, std::size(waited), deadlineNs ? &left : nullptr, nullptr);
-      if (count == 0) return End::TIME;
+      const int count = poll(waited, std::size(waited), pollTimeoutMs(deadlineNs));
+      if (count == 0 && pollTimeoutMs(deadlineNs) == 0) return End::TIME;
       if (count > 0 && waited[1].revents != 0) return End::SIGNAL;
     }
   }

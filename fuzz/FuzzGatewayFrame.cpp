@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   // Each frame behind its length in two bytes; the last one takes what is left.
   std::string_view rest(reinterpret_cast<const char *>(data), size);
   while (rest.size() > 2) {
-    const size_t wanted = static_cast<uint8_t>(rest[0]) << 8 | static_cast<uint8_t>(rest[1]);
+    const size_t wanted = size_t{static_cast<uint8_t>(rest[0])} << 8 | static_cast<uint8_t>(rest[1]);
     rest.remove_prefix(2);
     const std::string_view frame = rest.substr(0, wanted);
     rest.remove_prefix(frame.size());

@@ -106,7 +106,7 @@ TEST_F(GatewayNamespaces, CableThatIsPulledAndPutBackLosesNothing) {
   slave1.waitForConnection(master);
   const auto listener = master.receiver({"count", "2000"});
   const auto sender = slave1.program({"send", hexText(addressOf(MASTER)), "2000"});
-  sender->waitForOutputLineWith("half sent");
+  sender->waitForOutputLineWith("5 tenths sent");
   command("ip -n master link set c1 down");
   // The kernel gives a silent connection up in its time.
   slave1.waitForLine("gateway: node 0x1011: connection lost");

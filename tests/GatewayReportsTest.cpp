@@ -40,9 +40,9 @@ TEST(GatewayReports, LineHasAllThatWasCounted) {
   reports.count("node 0x2011", Cause::CONNECTION_LOST);
   reports.count("node 0x2011", Cause::CONNECTED);
   reports.count("node 0x2011", Cause::CONNECTION_LOST);
-  reports.count("node 0x2011", Cause::OVERFLOW, "message 1");
-  EXPECT_EQ(textsOf(reports.due(0)), Texts{"gateway: node 0x2011: connected, connection lost 2 times, 1 message over "
-                                           "the limit of the queue (1 in all); the last: message 1"});
+  reports.count("node 0x2011", Cause::USER_BUSY, "message 1");
+  EXPECT_EQ(textsOf(reports.due(0)), Texts{"gateway: node 0x2011: connected, connection lost 2 times, 1 message for "
+                                           "users that did not take them in time (1 in all); the last: message 1"});
 }
 
 TEST(GatewayReports, PeersAreToldApart) {

@@ -1,10 +1,11 @@
 #include "GatewayLoader.h"
 
 #include <dlfcn.h>
+#include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
+#include <exception>
 #include <map>
 #include <mutex>
 #include <string>
@@ -100,7 +101,7 @@ Status runGateway(const GatewayPlan &plan) {
   return result == 0 ? Status::success() : Status::failure(result, failure);
 }
 
-// What there is to say of senders that are faster than a peer takes it. Never destroyed: EUs may still send while the
+// The messages of this process that found the queue to a node full. Never destroyed: EUs may still send while the
 // process exits.
 struct Refusals {
   struct OfNode {
@@ -117,7 +118,17 @@ Refusals &refusals() {
   return *instance;
 }
 
-// The sentence for one more message that found the way to `nid` full; empty where it is too soon for another one.
+// What is to be said of them now, which counts as said.
+std::string tellRefusals(uint16_t nid, Refusals::OfNode &node) {
+  std::string text = "gateway: node " + hexText(nid, 4) + ": " + std::to_string(node.since) +
+                     (node.since == 1 ? " message" : " messages") + " over the limit of the queue (" +
+                     std::to_string(node.total) + " in all of process " + std::to_string(getpid()) + ")";
+  node.since = 0;
+  recordForGateway(text.c_str());
+  return text;
+}
+
+// The sentence for one more of them; empty where it is too soon for another one.
 std::string countRefusal(uint16_t nid) {
   Refusals &all = refusals();
   const std::lock_guard lock(all.mutex);
@@ -127,12 +138,27 @@ std::string countRefusal(uint16_t nid) {
   const uint64_t now = monotonicNs();
   if (node.saidNs != 0 && now - node.saidNs < NS_PER_S) return "";
   node.saidNs = now;
-  std::string text = std::to_string(node.since) + (node.since == 1 ? " message" : " messages") + " to node " +
-                     hexText(nid, 4) + " not taken (" + std::to_string(node.total) +
-                     " in all by this process): the queue of the gateway is full";
-  node.since = 0;
-  return text;
+  return tellRefusals(nid, node);
 }
+
+// A process that ends says what it has not said yet.
+struct LastRefusals {
+  LastRefusals() = default;
+  ~LastRefusals() {
+    try {
+      Refusals &all = refusals();
+      const std::lock_guard lock(all.mutex);
+      for (auto &[nid, node] : all.nodes) {
+        if (node.since != 0) platformLog(SEVERITY_WARNING, tellRefusals(nid, node));
+      }
+    } catch (const std::exception &) {
+      // No memory to say it with.
+    }
+  }
+  LastRefusals(const LastRefusals &) = delete;
+  LastRefusals &operator=(const LastRefusals &) = delete;
+};
+const LastRefusals LAST_REFUSALS;
 
 }  // namespace
 

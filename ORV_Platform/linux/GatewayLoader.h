@@ -22,7 +22,7 @@ void stopGateway(NodeStore *store);
 // node, and with EAGAIN where more is sent to it than it takes.
 //
 // The message of a failure with EAGAIN is empty where one was given less than a second ago for the same node; the next
-// one counts them all.
+// one counts them all, and the end of the process tells the rest.
 Status sendThroughGateway(const MessageHeader &header);
 
 }  // namespace orv

@@ -3,7 +3,9 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstring>
 
 #include "NodeStore.h"
@@ -11,7 +13,7 @@
 namespace orv {
 namespace {
 
-constexpr uint64_t NS_PER_S = 1'000'000'000;
+constexpr uint64_t NS_PER_MS = 1'000'000;
 
 void readCredentials(msghdr &datagram, OrvSysComMessage &message) {
   const cmsghdr *first = CMSG_FIRSTHDR(&datagram);
@@ -77,22 +79,19 @@ uint32_t discardMessages(int descriptor) {
   return count;
 }
 
-timespec timeLeft(uint64_t deadlineNs) {
+int pollTimeoutMs(std::optional<uint64_t> deadlineNs) {
+  if (!deadlineNs) return -1;
   const uint64_t now = monotonicNs();
-  const uint64_t leftNs = deadlineNs > now ? deadlineNs - now : 0;
-  timespec left{};
-  left.tv_sec = static_cast<time_t>(leftNs / NS_PER_S);
-  left.tv_nsec = static_cast<long>(leftNs % NS_PER_S);
-  return left;
+  if (*deadlineNs <= now) return 0;
+  return static_cast<int>(std::min<uint64_t>((*deadlineNs - now + NS_PER_MS - 1) / NS_PER_MS, INT_MAX));
 }
 
 int waitReadable(int descriptor, std::optional<uint64_t> deadlineNs) {
-  timespec left{};
-  if (deadlineNs) left = timeLeft(*deadlineNs);
   pollfd waited{descriptor, POLLIN, 0};
-  const int count = ppoll(&waited, 1, deadlineNs ? &left : nullptr, nullptr);
+  const int count = poll(&waited, 1, pollTimeoutMs(deadlineNs));
   if (count < 0) return errno;
-  return count == 0 ? ETIMEDOUT : 0;
+  if (count > 0) return 0;
+  return monotonicNs() >= *deadlineNs ? ETIMEDOUT : EINTR;
 }
 
 }  // namespace orv

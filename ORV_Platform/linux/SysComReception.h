@@ -2,8 +2,6 @@
 #ifndef ORV_LINUX_SYSCOMRECEPTION_H
 #define ORV_LINUX_SYSCOMRECEPTION_H
 
-#include <time.h>
-
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -43,12 +41,13 @@ int takeMessage(int descriptor, Received &message);
 // Takes and forgets all that is there. Returns how many messages there were among it.
 uint32_t discardMessages(int descriptor);
 
-// What is left until CLOCK_MONOTONIC reaches `deadlineNs`, which is no further off than a 32-bit machine's time_t
-// reaches (68 years); 0 when it has.
-timespec timeLeft(uint64_t deadlineNs);
+// What is left until CLOCK_MONOTONIC reaches `deadlineNs`, as poll wants it: milliseconds, rounded up, and no more than
+// poll can wait for at once; -1, for ever, where there is no deadline. (Not ppoll: with a hardened C library and 64-bit
+// time on a 32-bit machine it reads its time-out wrongly.)
+int pollTimeoutMs(std::optional<uint64_t> deadlineNs);
 
 // Waits until `descriptor` is readable or shut down, or until `deadlineNs` (nothing: for ever). Returns 0, ETIMEDOUT,
-// EINTR, or another errno of the kernel.
+// EINTR, which can come without a signal too, or another errno of the kernel.
 int waitReadable(int descriptor, std::optional<uint64_t> deadlineNs);
 
 }  // namespace orv

@@ -102,7 +102,7 @@ int countNumbered(uint32_t expected) {
 int sendMany(uint32_t receiver, uint32_t count, size_t size) {
   for (uint32_t number = 1; number <= count; ++number) {
     if (!sendPatiently(NUMBERED, receiver, number, size)) return 1;
-    if (number == count / 2) std::printf("half sent\n");
+    if (count >= 10 && number % (count / 10) == 0) std::printf("%u tenths sent\n", number / (count / 10));
   }
   if (!sendPatiently(END_MARK, receiver, 0, sizeof(uint32_t))) return 1;
   std::printf("sent %u\n", count);

@@ -1,6 +1,7 @@
 #include "Outbox.h"
 
 #include <algorithm>
+#include <cassert>
 #include <utility>
 
 #include "GatewayWire.h"
@@ -20,10 +21,9 @@ size_t sizeOf(const QueuedMessage &message) {
 
 }  // namespace
 
-bool Outbox::push(const MessageHeader &header, std::string payload, uint64_t nowMs) {
-  if (!hasRoom()) return false;
+void Outbox::push(const MessageHeader &header, std::string payload, uint64_t nowMs) {
+  assert(hasRoom());
   queue_.push_back({header, std::move(payload), nowMs + deliveryTimeoutMs_});
-  return true;
 }
 
 std::optional<Outbox::Sending> Outbox::next() {

@@ -35,8 +35,8 @@ class Outbox {
   bool hasRoom() const {
     return size() < queueLimit_;
   }
-  // Takes a message; false where the queue is full.
-  bool push(const MessageHeader &header, std::string payload, uint64_t nowMs);
+  // Takes a message; only where there is room.
+  void push(const MessageHeader &header, std::string payload, uint64_t nowMs);
 
   // What is to be sent next.
   struct Sending {

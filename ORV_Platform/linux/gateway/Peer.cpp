@@ -1,8 +1,9 @@
 #include "Peer.h"
 
+#include <sys/socket.h>
+
 #include <algorithm>
-#include <cerrno>
-#include <utility>
+#include <cstring>
 
 #include "GatewayWire.h"
 #include "Texts.h"
@@ -38,6 +39,7 @@ Peer::Peer(void *context, const PeerSettings &settings, uint16_t nid, const std:
       nid_(nid),
       name_(nodeText(nid)),
       reports_(reports),
+      buffer_(MAX_MESSAGE_SIZE),
       outbox_(settings.queueLimit, settings.deliveryTimeoutMs),
       connection_(context, "peer-" + hexText(nid, 4), endpoint, ownKeys) {}
 
@@ -58,7 +60,7 @@ void Peer::setKey(const std::optional<Key> &key, uint64_t nowMs) {
 }
 
 void Peer::appendTo(std::vector<zmq_pollitem_t> &items) const {
-  if (readsOn()) items.push_back({nullptr, socket_.descriptor, ZMQ_POLLIN, 0});
+  if (outbox_.hasRoom()) items.push_back({nullptr, socket_.descriptor, ZMQ_POLLIN, 0});
   if (connection_.socketHandle() != nullptr) {
     const auto wanted = static_cast<short>(isBlocked_ ? ZMQ_POLLIN | ZMQ_POLLOUT : ZMQ_POLLIN);
     items.push_back({connection_.socketHandle(), 0, wanted, 0});
@@ -117,29 +119,28 @@ void Peer::takeVerdicts(uint64_t nowMs) {
 }
 
 void Peer::takeMessages(uint64_t nowMs) {
-  Received message;
-  for (size_t i = 0; i < BATCH && readsOn(); ++i) {
-    const int taken = orv::takeMessage(socket_.descriptor, message);
-    if (taken == EBADMSG) {
-      reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(message->header.payloadSize) + " bytes");
-    } else if (taken == 0) {
-      take(*message, nowMs);
-    } else {
-      return;
-    }
+  MessageHeader header{};
+  std::string payload;
+  for (size_t i = 0; i < BATCH && outbox_.hasRoom(); ++i) {
+    const Taken taken = takeMessage(header, payload);
+    if (taken == Taken::NOTHING) return;
+    if (taken == Taken::MESSAGE) outbox_.push(header, payload, nowMs);
   }
 }
 
-void Peer::take(const OrvSysComMessage &message, uint64_t nowMs) {
-  const MessageHeader &header = message.header;
-  if (nodeOf(header.receiver) != nid_) {
-    reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(sizeof header + header.payloadSize) + " bytes");
-    return;
+Peer::Taken Peer::takeMessage(MessageHeader &header, std::string &payload) {
+  const ssize_t received = recv(socket_.descriptor, buffer_.data(), buffer_.size(), MSG_DONTWAIT | MSG_TRUNC);
+  if (received < 0) return Taken::NOTHING;
+  const auto size = static_cast<size_t>(received);
+  if (size >= sizeof header && size <= buffer_.size()) {
+    std::memcpy(&header, buffer_.data(), sizeof header);
+    if (header.payloadSize == size - sizeof header && nodeOf(header.receiver) == nid_) {
+      payload.assign(buffer_.data() + sizeof header, header.payloadSize);
+      return Taken::MESSAGE;
+    }
   }
-  std::string payload(reinterpret_cast<const char *>(message.payload()), header.payloadSize);
-  if (!outbox_.push(header, std::move(payload), nowMs)) {
-    reports_.count(name_, Cause::OVERFLOW, messageText(header));
-  }
+  reports_.count(name_, Cause::MALFORMED, "one of " + std::to_string(size) + " bytes");
+  return Taken::MALFORMED;
 }
 
 void Peer::sendMessages(uint64_t nowMs) {
@@ -180,6 +181,12 @@ std::optional<uint64_t> Peer::nextMs() const {
 void Peer::giveUp() {
   for (const QueuedMessage &message : outbox_.takeAll())
     reports_.count(name_, Cause::ENDED, messageText(message.header));
+  // And what there was no room for yet.
+  MessageHeader header{};
+  std::string payload;
+  for (Taken taken = takeMessage(header, payload); taken != Taken::NOTHING; taken = takeMessage(header, payload)) {
+    if (taken == Taken::MESSAGE) reports_.count(name_, Cause::ENDED, messageText(header));
+  }
 }
 
 }  // namespace orv::gateway

@@ -1,9 +1,8 @@
 // The way to one peer: the socket in the node's message directory at which programs hand in messages for it, the queue,
 // and the connection.
 //
-// While the peer can be reached, the socket is read only as far as the queue has room, so that who sends too fast is
-// told by the kernel (EAGAIN) and nothing gets lost. While it cannot, all is read, and what the queue has no room for
-// is dropped and counted, so that senders do not hang on a peer that is away.
+// The socket is read only as far as the queue has room: who sends too fast, or to a peer that is away for long, is told
+// by the kernel (EAGAIN), and what was taken is not dropped for want of room.
 #ifndef ORV_GATEWAY_PEER_H
 #define ORV_GATEWAY_PEER_H
 
@@ -16,7 +15,6 @@
 #include "PeerConnection.h"
 #include "Reports.h"
 #include "Status.h"
-#include "SysComReception.h"
 #include "SysComUsers.h"
 
 namespace orv::gateway {
@@ -60,13 +58,12 @@ class Peer {
   void giveUp();
 
  private:
-  bool readsOn() const {
-    return outbox_.hasRoom() || !connection_.isUp();
-  }
   void proceedConnection(uint64_t nowMs);
   void takeVerdicts(uint64_t nowMs);
   void takeMessages(uint64_t nowMs);
-  void take(const OrvSysComMessage &message, uint64_t nowMs);
+  // The next message that a program has handed in.
+  enum class Taken { NOTHING, MESSAGE, MALFORMED };
+  Taken takeMessage(MessageHeader &header, std::string &payload);
   void sendMessages(uint64_t nowMs);
   void expire(uint64_t nowMs);
 
@@ -75,6 +72,7 @@ class Peer {
   std::string name_;
   Reports &reports_;
   MessageSocket socket_;
+  std::vector<char> buffer_;  // of the largest message
   Outbox outbox_;
   PeerConnection connection_;
   bool isBlocked_ = false;  // the connection has no room

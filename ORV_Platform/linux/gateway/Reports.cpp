@@ -17,7 +17,6 @@ constexpr const char *TEXTS[] = {
     "not reached yet",
     "refuses the connection: this node's key is not trusted there",
     "not delivered in time",
-    "over the limit of the queue",
     "for users that are not there",
     "for users that did not take them in time",
     "refused there: their sender claims to be on another node",
@@ -74,7 +73,7 @@ ReportLine Reports::tell(const std::string &peer, Entry &entry) {
     const auto cause = static_cast<Cause>(i);
     if (!text.empty()) text += ", ";
     text += textOf(cause, entry.since[i], entry.total[i]);
-    if (cause != Cause::CONNECTED) line.isWarning = true;
+    if (cause != Cause::CONNECTED && cause != Cause::NOT_REACHED) line.isWarning = true;
   }
   line.text = "gateway: " + peer + ": " + text + (entry.detail.empty() ? "" : "; the last: " + entry.detail);
   entry.since.fill(0);

@@ -21,7 +21,6 @@ enum class Cause {
   NOT_REACHED,
   KEY_REFUSED,
   TIMED_OUT,
-  OVERFLOW,
   NO_USER,
   USER_BUSY,
   WRONG_SENDER,
