@@ -311,6 +311,21 @@ TEST_F(Gateway, IsLoadedByANodeWithAPort) {
             std::string::npos);
 }
 
+TEST_F(Gateway, LibraryThatIsMissingIsReportedAndTheNodeStarts) {
+  makeNodes();
+  const std::string directory = master->files().path("lib");
+  std::filesystem::create_directory(directory);
+  for (const char *name : {"/libORV.so", "/libTARNDDAL.so"})
+    std::filesystem::create_symlink(std::string(ORV_LINUX_DIR) + name, directory + name);
+  ProcessStart start;
+  start.environment = {"LD_LIBRARY_PATH=" + directory};
+  const auto daemon = master->files().startedDaemon({"--startup=nid=0x1011," + places.startupOptions()}, start);
+  const std::string reason = "the gateway cannot be loaded: " + directory +
+                             "/libORVGateway.so: cannot open shared object file: No such file or directory";
+  daemon->waitForErrorLine("Error/ORV/platform, " + reason + "; messages to other nodes are refused");
+  EXPECT_EQ(master->files().tagText("orv.gateway.state"), "string " + reason);
+}
+
 TEST_F(Gateway, PortThatSomebodyElseHasIsReportedAndTheNodeStarts) {
   makeNodes();
   master->start();
