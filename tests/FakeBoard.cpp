@@ -1,18 +1,20 @@
 #include "FakeBoard.h"
 
-#include <regex>
+#include "Pattern.h"
 
 FakeBoard::Lines FakeBoard::story() const {
   const CommandResult result = orvctl({"why-reset"});
   EXPECT_EQ(WEXITSTATUS(result.waitStatus), 0);
   EXPECT_EQ(result.errors, Lines());
+  const Pattern time("[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2} \\+0000");
+  const Pattern age("[0-9]+ s after");
+  const Pattern stage("start-up, (starting|running)\\)");
   Lines lines;
   for (const std::string &line : result.output) {
-    std::string text =
-        std::regex_replace(line, std::regex("\\d{4}-\\d\\d-\\d\\d \\d\\d:\\d\\d:\\d\\d \\+0000"), "TIME");
-    text = std::regex_replace(text, std::regex("\\d+ s after"), "AGE after");
+    std::string text = time.replacedIn(line, "TIME");
+    text = age.replacedIn(text, "AGE after");
     // Whether an application that fails at once is faster than the rest of the start-up is nobody's business.
-    lines.push_back(std::regex_replace(text, std::regex("start-up, (starting|running)\\)"), "start-up)"));
+    lines.push_back(stage.replacedIn(text, "start-up)"));
   }
   return lines;
 }

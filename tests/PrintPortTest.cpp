@@ -8,8 +8,8 @@
 #include <unistd.h>
 
 #include <climits>
-#include <regex>
 
+#include "Pattern.h"
 #include "TestNode.h"
 
 namespace {
@@ -169,22 +169,18 @@ TEST(PrintPortAddress, ThereAndBack) {
   }
 }
 
-TEST_F(PrintPort, DaemonAndItsProgramsPrintThere) {
+TEST_F(PrintPort, DaemonPrintsWhereTheStartUpRecordSays) {
   const Port port;
-  node.define({"pump;" + node.program() + ";log hello;0;0;"});
   const auto daemon =
       node.startedDaemon({"--startup=nid=0x1011,printip=0x7f000001,printport=" + std::to_string(port.number())});
   char host[HOST_NAME_MAX + 1] = "";
   gethostname(host, sizeof host - 1);
-  const auto pattern = [&](const std::string &severity, const std::string &app, const std::string &data,
-                           const std::string &text) {
-    return std::regex("<" + severity + ">1 \\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d\\.\\d{6}Z " + host + " " + app +
-                      " \\d+ log \\[orv@32473 " + data + "\\] " + MARK + text);
-  };
   const std::string complete = port.nextWith("CE start-up complete");
-  EXPECT_TRUE(std::regex_match(complete, pattern("30", "ORVDaemonExe", "eu=\"ceInternalStartupEu\" nid=\"0x1011\"",
-                                                 "ORV/OrvDaemon, ceInternalStartup: CE start-up complete")))
-      << complete;
+  const Pattern expected("^<30>1 [0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{6}Z " +
+                         std::string(host) + " ORVDaemonExe " + std::to_string(daemon->pid()) +
+                         " log \\[orv@32473 eu=\"ceInternalStartupEu\" nid=\"0x1011\"\\] " + MARK +
+                         "ORV/OrvDaemon, ceInternalStartup: CE start-up complete$");
+  EXPECT_TRUE(expected.isIn(complete)) << complete;
   expectGracefulEnd(*daemon);
 }
 

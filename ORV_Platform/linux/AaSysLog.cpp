@@ -35,22 +35,20 @@ std::string environmentOr(const char *name, const char *fallback) {
   return value == nullptr || *value == '\0' ? fallback : value;
 }
 
-// The sinks by their own protocols and not by sd_journal_send and syslog, which wait for a receiver that does not read.
-// Never destroyed: EUs may still log while the process exits.
+// A sink by its own protocol and not by sd_journal_send or syslog, which wait for a receiver that does not read. Like
+// all that is kept here it is never destroyed: EUs may still log while the process exits.
+LogSink *makeSink(const char *name, const LogSink::Format &format, const std::string &path) {
+  return new LogSink(
+      name, format, [path](std::string_view datagram) { return sendToPath(path, datagram); }, monotonicNs);
+}
 
 LogSink &journal() {
-  static const std::string path = environmentOr("ORV_JOURNAL_SOCKET", JOURNAL_SOCKET);
-  static auto *sink = new LogSink(
-      "the journal", journalDatagram, [](std::string_view datagram) { return sendToPath(path, datagram); },
-      monotonicNs);
+  static auto *sink = makeSink("the journal", journalDatagram, environmentOr("ORV_JOURNAL_SOCKET", JOURNAL_SOCKET));
   return *sink;
 }
 
 LogSink &syslogDaemon() {
-  static const std::string path = environmentOr("ORV_SYSLOG_SOCKET", SYSLOG_SOCKET);
-  static auto *sink = new LogSink(
-      "the syslog daemon", syslogDatagram, [](std::string_view datagram) { return sendToPath(path, datagram); },
-      monotonicNs);
+  static auto *sink = makeSink("the syslog daemon", syslogDatagram, environmentOr("ORV_SYSLOG_SOCKET", SYSLOG_SOCKET));
   return *sink;
 }
 
@@ -70,12 +68,12 @@ std::optional<uint16_t> nodeId() {
 
 // Whose line it is: the EU of this thread and its program; in a program of the node the EU that runs it, and itself.
 void takeOrigin(LogLine &line) {
-  static const std::string ownEu = environmentOr("ORV_EU_NAME", "");
+  static const auto *ownEu = new std::string(environmentOr("ORV_EU_NAME", ""));
   if (const EuRecord *eu = currentEuRecord()) {
     line.eu = eu->name;
     line.application = eu->path;
-  } else if (!ownEu.empty()) {
-    line.eu = ownEu;
+  } else if (!ownEu->empty()) {
+    line.eu = *ownEu;
     line.application = program_invocation_name;
   }
 }

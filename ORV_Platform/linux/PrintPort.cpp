@@ -39,11 +39,7 @@ std::string hostName() {
 LogSink &sink() {
   // Never destroyed: EUs may still log while the process exits.
   static auto *theSink = new LogSink(
-      "the print port",
-      [](const LogLine &line) {
-        static const std::string host = hostName();
-        return printPortDatagram(line, host);
-      },
+      "the print port", [host = hostName()](const LogLine &line) { return printPortDatagram(line, host); },
       [](std::string_view datagram) {
         const uint64_t port = openPort();
         return sendToPort(static_cast<uint32_t>(port >> PORT_BITS), static_cast<uint16_t>(port & 0xFFFF), datagram);

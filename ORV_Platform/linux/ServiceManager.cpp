@@ -41,12 +41,13 @@ void *feed(void *) {
 }  // namespace
 
 void tellServiceManager(const std::string &notice) {
-  static const std::string socket = [] {
+  // Never destroyed: EUs may still be at work while the process exits.
+  static const auto *socket = [] {
     const char *name = std::getenv("NOTIFY_SOCKET");
-    return std::string(name == nullptr ? "" : name);
+    return new std::string(name == nullptr ? "" : name);
   }();
   // Result not examined: who does not listen has nothing to be told.
-  if (!socket.empty()) static_cast<void>(sendToPath(socket, notice));
+  if (!socket->empty()) static_cast<void>(sendToPath(*socket, notice));
 }
 
 Status startFeeding() {
