@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <charconv>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <limits>
 #include <memory>
@@ -31,10 +32,6 @@ int fail(const Status &failure) {
   complain(failure.message);
   // The store refuses what makes no sense with EINVAL, before it touches anything.
   return failure.code == EINVAL ? EXIT_USAGE : EXIT_FAILED;
-}
-
-std::string nodeDirectoryOf(const Arguments &arguments) {
-  return arguments.nodeDirectory.empty() ? nodeDirectory() : arguments.nodeDirectory;
 }
 
 std::string stateDirectoryOf(const Arguments &arguments) {
@@ -126,18 +123,6 @@ std::string eusText(const std::vector<EuRecord> &eus, const std::map<uint32_t, s
 
 }  // namespace
 
-std::unique_ptr<NodeStore> openNode(const Arguments &arguments) {
-  const std::string directory = nodeDirectoryOf(arguments);
-  Store store;
-  Status opened = checkPrivateDirectory(directory);
-  if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXAMINED, store);
-  if (opened.ok()) return store;
-  complain(opened.code == ENOENT ? "there is no node in " + directory +
-                                       " (start it, or name its directory with --node-dir or ORV_NODE_DIR)"
-                                 : opened.message);
-  return nullptr;
-}
-
 void complain(const std::string &text) {
   std::fprintf(stderr, "orvctl: %s\n", printable(text).c_str());
 }
@@ -151,6 +136,29 @@ std::optional<uint32_t> parseNumber(const std::string &text) {
   const auto [last, error] = std::from_chars(begin, end, number, isHexadecimal ? 16 : isOctal ? 8 : 10);
   if (error != std::errc() || last != end) return std::nullopt;
   return number;
+}
+
+std::optional<double> parseSeconds(const std::string &text) {
+  double seconds = 0;
+  const auto [last, error] = std::from_chars(text.data(), text.data() + text.size(), seconds);
+  const bool isNumber = error == std::errc() && last == text.data() + text.size();
+  return isNumber && std::isfinite(seconds) && seconds >= 0 ? std::optional(seconds) : std::nullopt;
+}
+
+std::string nodeDirectoryOf(const Arguments &arguments) {
+  return arguments.nodeDirectory.empty() ? nodeDirectory() : arguments.nodeDirectory;
+}
+
+std::unique_ptr<NodeStore> openNode(const Arguments &arguments) {
+  const std::string directory = nodeDirectoryOf(arguments);
+  Store store;
+  Status opened = checkPrivateDirectory(directory);
+  if (opened.ok()) opened = NodeStore::open(directory, NodeStore::Access::EXAMINED, store);
+  if (opened.ok()) return store;
+  complain(opened.code == ENOENT ? "there is no node in " + directory +
+                                       " (start it, or name its directory with --node-dir or ORV_NODE_DIR)"
+                                 : opened.message);
+  return nullptr;
 }
 
 int tagSet(const Arguments &arguments, std::string &) {

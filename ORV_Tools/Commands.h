@@ -24,6 +24,9 @@ void complain(const std::string &text);
 // A number as the configuration file has them: decimal, 0x and hexadecimal, or 0 and octal. Nothing for anything else.
 std::optional<uint32_t> parseNumber(const std::string &text);
 
+// A number of seconds, 0 or more, such as 2.5. Nothing for anything else.
+std::optional<double> parseSeconds(const std::string &text);
+
 // What the arguments say; each command looks at its own.
 struct Arguments {
   std::string nodeDirectory;
@@ -40,6 +43,9 @@ struct Arguments {
   uint32_t resetHoldMin = DEFAULT_RESET_HOLD_MIN;
   bool resetHoldOff = false;
 };
+
+// The node directory that the arguments name, else the usual one.
+std::string nodeDirectoryOf(const Arguments &arguments);
 
 // The store of the node; null after having said why not.
 std::unique_ptr<NodeStore> openNode(const Arguments &arguments);

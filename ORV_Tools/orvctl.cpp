@@ -1,14 +1,12 @@
-// orvctl, the operator's tool: looks at a node and changes its tags, RAD parameters and run record, and rehearses the
-// start-up of a node that is not there yet.
+// orvctl, the operator's tool: looks at a node and changes its tags, RAD parameters, run record and keys, and rehearses
+// the start-up of a node that is not there yet.
 //
 // Reads and writes the files of the node itself and needs no daemon, so that a node that has died can be looked at too.
 #include <signal.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
-#include <cmath>
 #include <cstring>
 #include <exception>
 #include <functional>
@@ -17,7 +15,11 @@
 #include <vector>
 
 #include "Commands.h"
+#include "KeysCommand.h"
 #include "LogCommand.h"
+#include "MessageCommand.h"
+#include "MessageOptions.h"
+#include "Output.h"
 #include "Rehearsal.h"
 #include "RehearsalOptions.h"
 #include "ResetCommand.h"
@@ -30,7 +32,7 @@ using orv::Arguments;
 constexpr const char *FOOTER =
     "Exit codes:\n"
     "  0  done\n"
-    "  1  the answer is no: not set, or not in time\n"
+    "  1  the answer is no: not set, not in time, not delivered\n"
     "  2  the command makes no sense\n"
     "  3  the system failed: no node there, no permission, no space\n"
     "orvctl rehearse has its own.\n"
@@ -67,11 +69,13 @@ class CommandLine {
     addTagCommands();
     addRadCommands();
     addLog();
+    addMessageCommands();
     addCommand(app_, "status", "The run of the node, and what has become of its programs", orv::status);
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
     addResetCommands();
+    addKeysCommands();
     addRehearse();
   }
   CommandLine(const CommandLine &) = delete;
@@ -128,6 +132,15 @@ class CommandLine {
     command->add_flag("--json", log_.json, "For programs: an object a line");
   }
 
+  void addKeysCommands() {
+    CLI::App *group = app_.add_subcommand("keys", "Keys of the gateway between nodes");
+    group->require_subcommand(1);
+    addDirectories(*group);
+    orv::keys::addCommands(*group, keys_,
+                           [this](CLI::App &parent, const std::string &name, const std::string &description,
+                                  const Action &action) { return addCommand(parent, name, description, action); });
+  }
+
   // No directories: it has no node.
   void addRehearse() {
     CLI::App *command = app_.add_subcommand(REHEARSE, "What the start-up of a node would be like, without a board");
@@ -163,7 +176,10 @@ class CommandLine {
     CLI::App *wait = addCommand(*tag, "wait", "Wait until a tag is set", orv::tagWait);
     addTagName(*wait);
     addParsed(*wait, "--timeout", "For how long at most (else for ever)", "a number of seconds",
-              [this](const std::string &text) { return takeTimeout(text); })
+              [this](const std::string &text) {
+                arguments_.timeoutS = orv::parseSeconds(text);
+                return arguments_.timeoutS.has_value();
+              })
         ->type_name("SECONDS");
   }
 
@@ -191,6 +207,20 @@ class CommandLine {
     minutes->type_name("");
     hold->add_flag("--off", arguments_.resetHoldOff, "Let resets through again")->excludes(minutes);
     addCommand(*reset, "status", "Whether resets are held", orv::resetStatus);
+  }
+
+  void addMessageCommands() {
+    CLI::App *messages = app_.add_subcommand("msg", "Messages between programs of the node");
+    messages->require_subcommand(1);
+    addDirectories(*messages);
+    orv::addSendOptions(
+        *addCommand(*messages, "send", "Send a message",
+                    [this](const Arguments &arguments, std::string &) { return orv::msgSend(arguments, message_); }),
+        message_);
+    orv::addListenOptions(
+        *addCommand(*messages, "listen", "Print the messages to a CPID as they come",
+                    [this](const Arguments &arguments, std::string &) { return orv::msgListen(arguments, message_); }),
+        message_);
   }
 
   // An option whose text `take` understands or refuses.
@@ -222,18 +252,15 @@ class CommandLine {
     return minutes && *minutes >= 1 && *minutes <= orv::MAX_RESET_HOLD_MIN;
   }
 
-  bool takeTimeout(const std::string &text) {
-    double seconds = 0;
-    if (!CLI::detail::lexical_cast(text, seconds) || !std::isfinite(seconds) || seconds < 0) return false;
-    arguments_.timeoutS = seconds;
-    return true;
-  }
-
   CLI::App app_{
-      "Looks at a node and its log, changes its tags, RAD parameters and run record, and rehearses a start-up.",
+      "Looks at a node and its log, changes its tags, RAD parameters, run record and keys, sends and receives "
+      "messages, "
+      "and rehearses a start-up.",
       "orvctl"};
   Arguments arguments_;
   orv::LogArguments log_;
+  orv::MessageArguments message_;
+  orv::keys::KeysArguments keys_;
   orv::rehearsal::Arguments rehearsal_;
   Action action_;
 };
@@ -249,6 +276,10 @@ std::vector<std::string> commandNames(const CLI::App &app) {
 // near. A command one level below counts too: "set" is "tag set".
 std::string suggestion(const CLI::App &app, const std::string &before, const std::string &word) {
   if (const std::string near = orv::nearestName(word, commandNames(app)); !near.empty()) return before + near;
+  for (const CLI::App *group : app.get_subcommands({})) {
+    const std::vector<std::string> names = commandNames(*group);
+    if (std::find(names.begin(), names.end(), word) != names.end()) return before + group->get_name() + " " + word;
+  }
   for (const CLI::App *group : app.get_subcommands({})) {
     const std::string near = orv::nearestName(word, commandNames(*group));
     if (!near.empty()) return before + group->get_name() + " " + near;
@@ -290,18 +321,8 @@ std::string usageProblem(const CLI::App &app, const std::vector<std::string> &wo
   return what + (commandOf(words) == REHEARSE ? " (see orvctl rehearse --help)" : " (see orvctl --help)");
 }
 
-// Returns 0 or the errno.
-int writeOutput(const std::string &text) {
-  for (size_t written = 0; written < text.size();) {
-    const ssize_t count = write(STDOUT_FILENO, text.data() + written, text.size() - written);
-    if (count < 0 && errno != EINTR) return errno;
-    if (count > 0) written += static_cast<size_t>(count);
-  }
-  return 0;
-}
-
 int finish(int exitCode, const std::string &output) {
-  const int error = writeOutput(output);
+  const int error = orv::writeOutput(output);
   // A reader that has seen enough, such as head, is no failure.
   if (error == 0 || error == EPIPE) return exitCode;
   orv::complain(std::string("cannot write standard output: ") + std::strerror(error));

@@ -45,8 +45,9 @@ TEST_F(DaemonMessages, ReceiverOnTheOwnNodeIsToldThatInitialisationHasFinished) 
   const auto daemon = node.startedDaemon({"--startup=nid=0x1011,notifreceiver=0x10111000,executable=" + node.program() +
                                           " receive receiver.cpid#receiver.cpid"});
   EXPECT_EQ(node.tagText("receiver.cpid"), "u32 4096");
-  EXPECT_EQ(daemon->waitForOutputLineWith("message "),
-            "message 0x1b9d to 0x10111000 from 0xf011001, payload 0 of 16 bytes");
+  EXPECT_EQ(
+      daemon->waitForOutputLineWith("message "),
+      "message 0x1b9d to 0x10111000 from 0xf011001, payload 0 bytes, by process " + std::to_string(daemon->pid()));
   expectGracefulEnd(*daemon);
   const Lines lines = daemon->errorLines();
   EXPECT_EQ(countLinesWith("Notify receiver set to 0x10111000", lines), 1U);
@@ -54,6 +55,17 @@ TEST_F(DaemonMessages, ReceiverOnTheOwnNodeIsToldThatInitialisationHasFinished) 
             1U);
   EXPECT_EQ(messages(INIT_FINISH), Lines{"message 0x1b9d from 0x0f011001 to 0x10111000"});
   EXPECT_EQ(countLinesWith("message ", daemon->outputLines()), 1U);
+}
+
+TEST_F(DaemonMessages, ApplicationWithAFixedCpidIsToldOfBoth) {
+  node.define({"listener;" + node.program() + ";receive receiver.cpid 0x04E7;0;0;receiver.cpid"});
+  const auto daemon = node.startedDaemon({"--startup=nid=0x1011,notifreceiver=0x101104E7"});
+  const std::string end = " bytes, by process " + std::to_string(daemon->pid());
+  EXPECT_EQ(daemon->waitForOutputLineWith("message 0xfd28"),
+            "message 0xfd28 to 0xff004e7 from 0x1011fffe, payload 4" + end);
+  EXPECT_EQ(daemon->waitForOutputLineWith("message 0x1b9d"),
+            "message 0x1b9d to 0x101104e7 from 0xf011000, payload 0" + end);
+  expectGracefulEnd(*daemon);
 }
 
 TEST_F(DaemonMessages, ReceiverIsNamedWithoutLeadingZeros) {

@@ -182,7 +182,8 @@ TEST_F(DaemonOutput, SupervisionGoesOnWhileSomebodyHoldsTheStoreLocked) {
   {
     std::unique_ptr<orv::StoreEnvironment> environment;
     std::string setAside;
-    ASSERT_TRUE(orv::StoreEnvironment::open(node.nodeDirectory() + "/node.mdb", false, false, environment, setAside).ok());
+    ASSERT_TRUE(
+        orv::StoreEnvironment::open(node.nodeDirectory() + "/node.mdb", false, false, environment, setAside).ok());
     const orv::WriteTransaction held(*environment);
     ASSERT_EQ(held.code(), 0);
     node.writeFile("go", "");

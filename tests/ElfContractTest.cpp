@@ -39,10 +39,11 @@ std::set<std::string> exported(const ElfFile &file) {
   return names;
 }
 
-// The functions that a header of the platform interface declares: a name of the interface before a parenthesis.
-std::set<std::string> declaredFunctions(const std::string &header) {
+// The functions that a header declares: a name of the interface, or of the extension, before a parenthesis.
+std::set<std::string> declaredFunctions(const std::string &header,
+                                        const std::string &directory = ORV_PLATFORM_HEADERS) {
   constexpr const char *NAME_CHARACTERS = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_";
-  std::ifstream file(std::string(ORV_PLATFORM_HEADERS) + "/" + header);
+  std::ifstream file(directory + "/" + header);
   std::set<std::string> names;
   for (std::string line; std::getline(file, line);) {
     line.erase(std::min(line.find("//"), line.size()));
@@ -50,7 +51,9 @@ std::set<std::string> declaredFunctions(const std::string &header) {
     if (end == std::string::npos || line.starts_with("typedef")) continue;
     const size_t before = line.find_last_not_of(NAME_CHARACTERS, end - 1);
     const std::string name = line.substr(before + 1, end - before - 1);
-    if (name.starts_with("Aa") || name.starts_with("ddal_")) names.insert(name);
+    for (const char *prefix : {"Aa", "ddal_", "orv"}) {
+      if (name.starts_with(prefix)) names.insert(name);
+    }
   }
   return names;
 }
@@ -181,10 +184,24 @@ TEST_P(PlatformFiles, LibOrvExportsNothingBesideTheInterface) {
   const std::set<std::string> cLibraryParts = {"sem_init", "sem_wait", "sem_post", "sigaction", "signal"};
   for (const std::string &name : exported(ElfFile(libOrv()))) {
     const bool ofTheSimulation = name.starts_with("orvSimulated") || cLibraryParts.contains(name);
+    const bool ofTheLinuxPlatform = name.starts_with("orvPlatform") || name.starts_with("orvSysCom");
     EXPECT_TRUE(name.starts_with("Aa") || name == "gOrvStartupConfig" ||
-                (GetParam().simulated ? ofTheSimulation : name.starts_with("orvPlatform")))
+                (GetParam().simulated ? ofTheSimulation : ofTheLinuxPlatform))
         << name;
   }
+}
+
+// What the Linux platform offers beside the interface is what its headers declare, no more and no less.
+TEST(LinuxPlatformFile, ExportsItsExtensionsAndWhatItsLibrariesTellEachOther) {
+  const std::set<std::string> receiving = declaredFunctions("SysComReceive.h", ORV_LINUX_HEADERS);
+  EXPECT_EQ(receiving.size(), 12U);
+  std::set<std::string> expected = receiving;
+  expected.merge(declaredFunctions("PlatformReset.h", ORV_LINUX_HEADERS));
+  std::set<std::string> extensions;
+  for (const std::string &name : exported(ElfFile(std::string(ORV_LINUX_DIR) + "/libORV.so"))) {
+    if (name.starts_with("orv")) extensions.insert(name);
+  }
+  EXPECT_EQ(extensions, expected);
 }
 
 TEST_P(PlatformFiles, LibTarnddalExportsItsTwoFunctionsAndNothingElse) {

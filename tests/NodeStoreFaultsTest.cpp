@@ -67,6 +67,40 @@ TEST_F(NodeStoreFull, WriteFailsWithASentenceWhereNothingCanGo) {
   EXPECT_TRUE(store->setTag("a", u32(1)).ok());
 }
 
+// Reads from the first moment on for as long as it lives.
+int readForEver(const std::string &file, const Progress &progress) {
+  MDB_env *environment = nullptr;
+  MDB_txn *transaction = nullptr;
+  if (mdb_env_create(&environment) != 0 || mdb_env_set_maxdbs(environment, 8) != 0 ||
+      mdb_env_open(environment, file.c_str(), MDB_NOSUBDIR | MDB_NOTLS | MDB_NOSYNC, 0640) != 0 ||
+      mdb_txn_begin(environment, nullptr, MDB_RDONLY, &transaction) != 0 || !progress.tell()) {
+    return 1;
+  }
+  for (;;)
+    pause();
+}
+
+TEST_F(NodeStoreFull, ReaderThatKeepsItFullIsWaitedForAndItsEndMakesSpace) {
+  const auto store = create();
+  ASSERT_TRUE(store->setTag("a", u32(1)).ok());
+  const Progress progress;
+  Child reader([&] { return readForEver(file(), progress); });
+  progress.await(1);
+  // Each leaves the pages of the one before, which the reader keeps from being used again.
+  const std::string value(orv::MAX_TAG_TEXT_LENGTH, 'x');
+  Status status;
+  uint64_t changes = 0;
+  while (status.ok() && changes < 64 * 1024) {
+    status = store->setTag("a", text(value));
+    ++changes;
+  }
+  EXPECT_EQ(status.code, MDB_MAP_FULL) << changes;
+  EXPECT_TRUE(contains(status.message, "a process that stopped in the middle of reading")) << status.message;
+  reader.end(SIGKILL);
+  EXPECT_TRUE(store->setTag("a", u32(2)).ok());
+  EXPECT_EQ(store->tag("a")->value.number, 2U);
+}
+
 // Runs `body` in a process that has `directory` on a file system of 256 KiB, filled but for `freeKib`.
 // Returns what `body` returns, or -1 where a process may not have a file system of its own.
 int onSmallFileSystem(const std::string &directory, size_t freeKib, const std::function<int()> &body) {

@@ -99,7 +99,10 @@ int writeForEver(const std::string &directory, uint32_t writer, std::atomic<uint
   std::unique_ptr<NodeStore> store;
   if (!NodeStore::open(directory, Access::EXISTING, store).ok()) return 1;
   for (uint32_t value = acknowledged + 1;; ++value) {
-    if (!change(*store, writer, value).ok()) return 2;
+    if (const Status status = change(*store, writer, value); !status.ok()) {
+      std::cerr << "writer " << writer << ": " << status.code << ": " << status.message << "\n";
+      return 2;
+    }
     acknowledged = value;
   }
 }

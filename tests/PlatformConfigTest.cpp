@@ -210,7 +210,7 @@ TEST(PlatformConfig, ByteOrderMarkIsPassedOver) {
 
 TEST(PlatformConfig, UnknownElementsAreRefused) {
   EXPECT_EQ(refusal("<orv>\n <tag name=\"a\"/></orv>"),
-            "node.xml:2:3: <orv> has no element <tag>, expected <tags>, <rad>, <board> or <events>");
+            "node.xml:2:3: <orv> has no element <tag>, expected <tags>, <rad>, <board>, <events> or <gateway>");
   EXPECT_EQ(tagRefusal("<tga name=\"a\"/>"), "node.xml:2:2: <tags> has no element <tga>, expected <tag>");
   EXPECT_EQ(tagRefusal("<tag name=\"a\"><b/></tag>"), "node.xml:2:16: <tag> has no element <b>, expected text");
   EXPECT_EQ(refusal("<orv><rad><x/></rad></orv>"), "node.xml:1:12: <rad> has no element <x>, expected <parameter>");
@@ -251,6 +251,36 @@ TEST(PlatformConfig, UnknownTypeIsRefused) {
 TEST(PlatformConfig, ValueAndTextTogetherAreRefused) {
   EXPECT_EQ(tagRefusal("<tag name=\"a\" value=\"1\">2</tag>"),
             "node.xml:2:25: the tag has both the attribute \"value\" and a text, expected one of the two");
+}
+
+TEST(PlatformConfig, GatewaySettingsBecomeTags) {
+  const PlatformConfig config = parsed(
+      "<orv><gateway port=\"15155\" address=\"10.0.0.1\" queue=\"50\" deliveryTimeoutS=\"3\" keys=\"/k\"/></orv>");
+  std::string text;
+  for (const auto &[name, value] : config.settings.tags)
+    text += name + "=" + (value.type == TagType::STRING ? value.text : std::to_string(value.number)) + " ";
+  EXPECT_EQ(text,
+            "orv.gateway.address=10.0.0.1 orv.gateway.keys=/k orv.gateway.port=15155 orv.gateway.queue=50 "
+            "orv.gateway.deliverytimeout=3 ");
+  EXPECT_TRUE(parsed("<orv><gateway/></orv>").settings.tags.empty());
+}
+
+TEST(PlatformConfig, GatewayNumbersHaveLimits) {
+  const struct {
+    const char *attribute;
+    const char *last;
+    const char *beyond;
+    const char *limits;
+  } cases[] = {{"port", "65535", "65536", "from 0 to 65535"},
+               {"queue", "100000", "100001", "from 1 to 100000"},
+               {"queue", "1", "0", "from 1 to 100000"},
+               {"deliveryTimeoutS", "3600", "3601", "from 1 to 3600"},
+               {"deliveryTimeoutS", "1", "0", "from 1 to 3600"}};
+  for (const auto &each : cases) {
+    const std::string begin = "<orv><gateway " + std::string(each.attribute) + "=\"";
+    EXPECT_EQ(parsed(begin + each.last + "\"/></orv>").settings.tags.size(), 1U) << each.attribute;
+    EXPECT_NE(refusal(begin + each.beyond + "\"/></orv>").find(each.limits), std::string::npos) << each.attribute;
+  }
 }
 
 TEST(PlatformConfig, UnknownBoardResetIsRefused) {

@@ -10,6 +10,7 @@
 #include "AaSysCom.h"
 #include "AaSysLog.h"
 #include "AaSysTime.h"
+#include "SysComReceive.h"
 #include "ddal.h"
 
 // In the order of the record's members; StartupRecordTest compares them with its own.

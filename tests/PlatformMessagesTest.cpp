@@ -18,8 +18,8 @@
 #include <thread>
 #include <vector>
 
-#include "../ORV_Platform/linux/PlatformMessages.h"
 #include "../ORV_Platform/linux/SysComMessage.h"
+#include "../ORV_Platform/linux/SysComReceive.h"
 #include "AaSysCom.h"
 #include "PlatformNode.h"
 
@@ -105,7 +105,19 @@ class Messages : public testing::Test {
   std::vector<uint32_t> registered_;
 };
 
-// The next message at a socket, nothing where none is waiting.
+// The next message to a user of this process, as it was sent; nothing where none is waiting.
+std::optional<std::string> receiveFor(uint32_t cpid) {
+  OrvSysComMessage *message = nullptr;
+  if (orvSysComMsgReceive(cpid, 0, &message) != 0) return std::nullopt;
+  const MessageHeader header{orvSysComMsgId(message), orvSysComMsgReceiver(message), orvSysComMsgSender(message),
+                             orvSysComMsgPayloadSize(message)};
+  std::string bytes(reinterpret_cast<const char *>(&header), sizeof header);
+  bytes.append(static_cast<const char *>(orvSysComMsgPayload(message)), header.payloadSize);
+  orvSysComMsgFree(message);
+  return bytes;
+}
+
+// The same at the socket of another process.
 std::optional<std::string> receive(int descriptor) {
   std::string message(2 * orv::MAX_MESSAGE_SIZE, '\0');
   const ssize_t size = recv(descriptor, message.data(), message.size(), MSG_DONTWAIT);
@@ -172,10 +184,10 @@ TEST_F(Messages, RegistrationIsOutOfReachOfOtherUsersOfTheMachine) {
 TEST_F(Messages, DeregistrationFreesTheCpid) {
   const uint32_t cpid = registerUser();
   EXPECT_TRUE(std::filesystem::exists(socketPath(cpid)));
-  EXPECT_GE(orvPlatformMessageSocket(cpid), 0);
+  EXPECT_GE(orvSysComUserDescriptor(cpid), 0);
   EXPECT_EQ(AaSysComUserDeregister(cpid), 0);
   EXPECT_FALSE(std::filesystem::exists(socketPath(cpid)));
-  EXPECT_EQ(orvPlatformMessageSocket(cpid), -1);
+  EXPECT_EQ(orvSysComUserDescriptor(cpid), -1);
 }
 
 TEST_F(Messages, DeregistrationOfAStrangerFails) {
@@ -206,7 +218,7 @@ TEST_F(Messages, ArriveWholeWithTheirHeader) {
   EXPECT_EQ(AaSysComMsgSendWithPriority(&message, 0), 0);
   EXPECT_EQ(message, nullptr);
 
-  const std::optional<std::string> received = receive(orvPlatformMessageSocket(cpid));
+  const std::optional<std::string> received = receiveFor(cpid);
   ASSERT_TRUE(received.has_value());
   const MessageHeader header = headerOf(*received);
   EXPECT_EQ(header.messageId, 0x1B9Du);
@@ -226,33 +238,11 @@ TEST_F(Messages, ArriveInTheOrderOfSending) {
     EXPECT_EQ(sendEmpty(messageId, LOCAL | cpid), 0);
   }
   for (uint32_t messageId = 1; messageId <= 3; ++messageId) {
-    const std::optional<std::string> received = receive(orvPlatformMessageSocket(cpid));
+    const std::optional<std::string> received = receiveFor(cpid);
     ASSERT_TRUE(received.has_value());
     EXPECT_EQ(headerOf(*received).messageId, messageId);
   }
-  EXPECT_FALSE(receive(orvPlatformMessageSocket(cpid)).has_value());
-}
-
-TEST_F(Messages, TellTheReceiverWhoSentThem) {
-  const uint32_t cpid = registerUser();
-  ASSERT_EQ(sendEmpty(1, LOCAL | cpid), 0);
-  MessageHeader header{};
-  iovec part{&header, sizeof header};
-  alignas(cmsghdr) char control[CMSG_SPACE(sizeof(ucred))] = {};
-  msghdr message{};
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  message.msg_control = control;
-  message.msg_controllen = sizeof control;
-  ASSERT_EQ(recvmsg(orvPlatformMessageSocket(cpid), &message, MSG_DONTWAIT), static_cast<ssize_t>(sizeof header));
-  const cmsghdr *first = CMSG_FIRSTHDR(&message);
-  ASSERT_NE(first, nullptr);
-  ASSERT_EQ(first->cmsg_type, SCM_CREDENTIALS);
-  ucred credentials{};
-  std::memcpy(&credentials, CMSG_DATA(first), sizeof credentials);
-  EXPECT_EQ(credentials.pid, getpid());
-  EXPECT_EQ(credentials.uid, getuid());
-  EXPECT_EQ(credentials.gid, getgid());
+  EXPECT_FALSE(receiveFor(cpid).has_value());
 }
 
 TEST_F(Messages, ReachUsersOfOtherProcesses) {
@@ -274,7 +264,7 @@ TEST_F(Messages, AllNamesOfTheOwnNodeAreLocal) {
 TEST_F(Messages, ToAnotherNodeAreRefusedAndReported) {
   const uint32_t cpid = registerUser();
   EXPECT_EQ(sendEmpty(0x0A01, 0x20110000 | cpid), EHOSTUNREACH);
-  EXPECT_FALSE(receive(orvPlatformMessageSocket(cpid)).has_value());
+  EXPECT_FALSE(receiveFor(cpid).has_value());
   EXPECT_EQ(PlatformNode::countEvents(orvtest::LOG_EVENT, orvtest::WARNING,
                                       "message 0x0a01 to 0x20111000 refused: node 0x2011 is another node and this "
                                       "node has no gateway"),
@@ -310,7 +300,7 @@ TEST_F(Messages, ToAFullQueueAreReportedAndNeverWaitedFor) {
   EXPECT_EQ(result, EAGAIN);
   EXPECT_GT(sent, 0u);
   EXPECT_EQ(PlatformNode::countEvents(MESSAGE_UNDELIVERED_EVENT, 0x0A04, ""), 1u);
-  EXPECT_TRUE(receive(orvPlatformMessageSocket(cpid)).has_value());
+  EXPECT_TRUE(receiveFor(cpid).has_value());
   EXPECT_EQ(sendEmpty(0x0A04, LOCAL | cpid), 0) << "room for one has been made";
 }
 
@@ -330,7 +320,7 @@ TEST_F(Messages, LongestPayloadArrivesWholeAndALongerOneIsRefused) {
   ASSERT_NE(message, nullptr);
   std::memset(static_cast<char *>(message) + sizeof(MessageHeader), 'x', orv::MAX_PAYLOAD_SIZE);
   EXPECT_EQ(AaSysComMsgSendWithPriority(&message, 0), 0);
-  const std::optional<std::string> received = receive(orvPlatformMessageSocket(cpid));
+  const std::optional<std::string> received = receiveFor(cpid);
   ASSERT_TRUE(received.has_value());
   EXPECT_EQ(received->size(), orv::MAX_MESSAGE_SIZE);
   EXPECT_EQ(received->substr(sizeof(MessageHeader)), std::string(orv::MAX_PAYLOAD_SIZE, 'x'));
@@ -347,7 +337,7 @@ TEST_F(Messages, PayloadSizeInTheHeaderIsTheLibrarysOwn) {
   ASSERT_NE(message, nullptr);
   static_cast<MessageHeader *>(message)->payloadSize = 4000;
   EXPECT_EQ(AaSysComMsgSendWithPriority(&message, 0), 0);
-  const std::optional<std::string> received = receive(orvPlatformMessageSocket(cpid));
+  const std::optional<std::string> received = receiveFor(cpid);
   ASSERT_TRUE(received.has_value());
   EXPECT_EQ(received->size(), sizeof(MessageHeader) + 4);
   EXPECT_EQ(headerOf(*received).payloadSize, 4u);
@@ -360,7 +350,7 @@ TEST_F(Messages, WhatIsNoMessageIsRefusedAndLeftAlone) {
   EXPECT_EQ(AaSysComMsgSendWithPriority(&message, 0), EINVAL);
   EXPECT_EQ(message, nullptr);
   EXPECT_EQ(notCreated.messageId, 1u);
-  EXPECT_FALSE(receive(orvPlatformMessageSocket(cpid)).has_value());
+  EXPECT_FALSE(receiveFor(cpid).has_value());
 }
 
 TEST_F(Messages, CanBeSentOnceOnly) {
@@ -369,8 +359,8 @@ TEST_F(Messages, CanBeSentOnceOnly) {
   void *again = message;
   EXPECT_EQ(AaSysComMsgSendWithPriority(&message, 0), 0);
   EXPECT_EQ(AaSysComMsgSendWithPriority(&again, 0), EINVAL);
-  EXPECT_TRUE(receive(orvPlatformMessageSocket(cpid)).has_value());
-  EXPECT_FALSE(receive(orvPlatformMessageSocket(cpid)).has_value());
+  EXPECT_TRUE(receiveFor(cpid).has_value());
+  EXPECT_FALSE(receiveFor(cpid).has_value());
 }
 
 TEST_F(Messages, NullIsRefused) {
@@ -391,7 +381,7 @@ TEST_F(Messages, WorkInANodeDirectoryLongerThanASocketAddress) {
   EXPECT_TRUE(std::filesystem::is_socket(directory + "/syscom/1000"));
   EXPECT_EQ(registerUser(), 0x1001u) << "a living socket is seen as one";
   EXPECT_EQ(sendEmpty(7, LOCAL | cpid), 0);
-  EXPECT_TRUE(receive(orvPlatformMessageSocket(cpid)).has_value());
+  EXPECT_TRUE(receiveFor(cpid).has_value());
   EXPECT_EQ(sendEmpty(7, LOCAL | 0x04e7), ENOENT);
   EXPECT_EQ(AaSysComUserDeregister(cpid), 0);
   EXPECT_FALSE(std::filesystem::exists(directory + "/syscom/1000"));
@@ -418,7 +408,7 @@ TEST_F(Messages, ManyThreadsMayRegisterSendAndDeregister) {
         const uint32_t cpid = AaSysComEuUserRegister(0);
         void *message = AaSysComMsgCreate(cpid, 0, LOCAL | cpid);
         if (AaSysComMsgSendWithPriority(&message, 0) != 0) ++failures;
-        const std::optional<std::string> received = receive(orvPlatformMessageSocket(cpid));
+        const std::optional<std::string> received = receiveFor(cpid);
         if (!received || headerOf(*received).messageId != cpid) ++failures;
         if (AaSysComUserDeregister(cpid) != 0) ++failures;
       }

@@ -275,4 +275,12 @@ TEST_F(Provenance, CanBeSomebodyElses) {
   EXPECT_EQ(store->events().back().euId, 5U);
 }
 
+TEST_F(Provenance, LongTextsOfASetterAreCut) {
+  const auto store = create();
+  const std::string tooLong(orv::MAX_SETTER_TEXT_LENGTH + 1, 'x');
+  ASSERT_TRUE(store->setTag("a", u32(1), {1, 2, 3, tooLong, tooLong, 4}).ok());
+  EXPECT_EQ(store->tag("a")->setter.executable, tooLong.substr(1));
+  EXPECT_EQ(store->tag("a")->setter.euName, tooLong.substr(1));
+}
+
 }  // namespace

@@ -15,6 +15,7 @@
 #include "Command.h"
 #include "ExecutionUnits.h"
 #include "FlightRecorder.h"
+#include "GatewayLoader.h"
 #include "NodePaths.h"
 #include "Platform.h"
 #include "PlatformConfig.h"
@@ -125,6 +126,7 @@ Status ceStartup() {
   run.ceName = ceName == nullptr ? "" : ceName;
   Status status = store->updateRun(run);
   if (!status.ok()) return status;
+  startGateway(*store);
   beginStartup();
   noteEvent(EventKind::CE_STARTED, "node id " + std::to_string(run.nid));
   complainUnlessOk(SEVERITY_WARNING, startCaretaker());
@@ -140,6 +142,7 @@ Status ceShutdown() {
       store == nullptr ? DEFAULT_GRACE_TIME_MS : numberSetting(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
   Status ended = endPrograms(graceMs);
   complainUnlessOk(SEVERITY_ERROR, ended);
+  stopGateway(store);
   stopCaretaker();
   stopStoreWriter();
   if (store == nullptr) return ended;

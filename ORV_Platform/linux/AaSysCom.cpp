@@ -1,44 +1,30 @@
 #include "AaSysCom.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <unordered_map>
+#include <utility>
 
 #include "AaStartup.h"
 #include "ExecutionUnits.h"
+#include "GatewayLoader.h"
 #include "NoThrow.h"
 #include "NodePaths.h"
 #include "Platform.h"
-#include "PlatformMessages.h"
+#include "RegisteredUsers.h"
+#include "StoreWriter.h"
+#include "SysComDelivery.h"
 #include "SysComMessage.h"
-#include "SysComUsers.h"
 
 namespace {
 
+using orv::hexText;
 using orv::MessageHeader;
 using orv::Status;
-
-// The range of CPIDs that are given out; those below it are left to users with a fixed CPID.
-constexpr uint16_t FIRST_CPID = 0x1000;
-constexpr uint16_t LAST_CPID = 0x7fff;
-
-// The users of this process. Never destroyed: EUs may still send while the process exits.
-struct Users {
-  std::mutex mutex;
-  std::map<uint32_t, orv::MessageSocket> sockets;  // by CPID
-};
-
-Users &users() {
-  static auto *instance = new Users;
-  return *instance;
-}
 
 // The messages that were created and not yet sent, with their payload sizes. Only what is in here is ever sent or
 // freed, whatever address a caller hands in. Never destroyed either.
@@ -59,48 +45,6 @@ struct FreeBlock {
 };
 using Block = std::unique_ptr<void, FreeBlock>;
 
-std::string hex(uint32_t value, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*x", digits, value);
-  return text;
-}
-
-// Messages are a matter of a node: a process without one has nobody to talk to, and must not disturb another node.
-Status requireNode() {
-  if (orv::nodeStore() != nullptr) return Status::success();
-  return Status::failure(ENODEV, "this process belongs to no node (start the node's daemon first)");
-}
-
-Status registerUser(uint16_t &cpid) {
-  if (Status status = requireNode(); !status.ok()) return status;
-  Users &all = users();
-  const std::lock_guard lock(all.mutex);
-  orv::MessageDirectory directory;
-  if (Status status = directory.makeAndLock(orv::nodeDirectory()); !status.ok()) return status;
-  for (uint16_t candidate = FIRST_CPID; candidate <= LAST_CPID; ++candidate) {
-    // A name can be gone while its user lives: anybody may delete a file.
-    if (all.sockets.contains(candidate)) continue;
-    orv::MessageSocket socket;
-    Status status = directory.bind(candidate, socket);
-    if (status.code == EADDRINUSE) continue;
-    if (!status.ok()) return status;
-    all.sockets.emplace(candidate, socket);
-    cpid = candidate;
-    return Status::success();
-  }
-  return Status::failure(ENOSPC, "all CPIDs from " + hex(FIRST_CPID, 4) + " to " + hex(LAST_CPID, 4) + " are in use");
-}
-
-int32_t deregisterUser(uint32_t cpid) {
-  Users &all = users();
-  const std::lock_guard lock(all.mutex);
-  const auto found = all.sockets.find(cpid);
-  if (found == all.sockets.end()) return ENOENT;
-  orv::removeMessageSocket(found->second);
-  all.sockets.erase(found);
-  return 0;
-}
-
 uint16_t ownNid() {
   // The record is filled in the daemon's process; every other process of the node finds what the daemon said in the
   // store.
@@ -113,7 +57,7 @@ uint16_t ownNid() {
 
 void *createMessage(uint32_t messageId, uint32_t payloadSize, uint32_t receiver) {
   if (payloadSize > orv::MAX_PAYLOAD_SIZE) {
-    orv::platformLog(orv::SEVERITY_WARNING, "message " + hex(messageId, 4) + " to " + hex(receiver, 8) +
+    orv::platformLog(orv::SEVERITY_WARNING, "message " + hexText(messageId, 4) + " to " + hexText(receiver, 8) +
                                                 " not created: a payload of " + std::to_string(payloadSize) +
                                                 " bytes is over the limit of " + std::to_string(orv::MAX_PAYLOAD_SIZE));
     return nullptr;
@@ -139,48 +83,23 @@ Block takeMessage(void *address) {
   return Block(address);
 }
 
-std::string undeliveredReason(int error, uint16_t cpid) {
-  const std::string user = "the user with CPID " + hex(cpid, 4);
-  switch (error) {
-    case ENOENT:
-      return "no user is registered with CPID " + hex(cpid, 4);
-    case ECONNREFUSED:
-      return "the process of " + user + " has ended";
-    case EAGAIN:
-      return "the queue of " + user + " is full (its program does not take its messages)";
-    default:
-      return user + " cannot be reached: " + std::generic_category().message(error);
-  }
-}
-
 Status deliver(const MessageHeader &header) {
-  const std::string what = "message " + hex(header.messageId, 4) + " to " + hex(header.receiver, 8);
-  if (Status status = requireNode(); !status.ok()) {
+  const std::string what = orv::messageText(header);
+  if (Status status = orv::requireNode(); !status.ok()) {
     return Status::failure(status.code, what + " refused: " + status.message);
   }
   const uint16_t node = orv::nodeOf(header.receiver);
-  if (node != ownNid() && node != orv::OWN_NODE && node != orv::LOCAL_NODE) {
-    return Status::failure(EHOSTUNREACH,
-                           what + " refused: node " + hex(node, 4) + " is another node and this node has no gateway");
-  }
-  const uint16_t cpid = orv::cpidOf(header.receiver);
-  const int error = orv::sendToMessageSocket(orv::nodeDirectory(), cpid, &header, sizeof header + header.payloadSize);
-  if (error == 0) return Status::success();
-  return Status::failure(error, what + " not delivered: " + undeliveredReason(error, cpid));
+  if (!orv::isOwnNode(node, ownNid())) return orv::sendThroughGateway(header);
+  return orv::deliverInNode(orv::nodeDirectory(), header);
 }
 
 void recordOutcome(const MessageHeader &header, const Status &outcome) {
-  if (!outcome.ok()) orv::platformLog(orv::SEVERITY_WARNING, outcome.message);
-  orv::NodeStore *store = orv::nodeStore();
-  if (store == nullptr) return;
-  orv::Event event;
-  event.kind = outcome.ok() ? orv::EventKind::MESSAGE_SENT : orv::EventKind::MESSAGE_UNDELIVERED;
+  // Without a message where it would say the same too often.
+  if (!outcome.message.empty()) orv::platformLog(orv::SEVERITY_WARNING, outcome.message);
+  orv::nodeStore();  // a program that only sends is one of the node as well
+  orv::Event event = orv::outcomeEvent(header, outcome.ok());
   event.euId = orv::currentEu();
-  event.code = header.messageId;
-  event.text =
-      "message " + hex(header.messageId, 4) + " from " + hex(header.sender, 8) + " to " + hex(header.receiver, 8);
-  const Status status = store->appendEvent(event);
-  if (!status.ok()) orv::platformLog(orv::SEVERITY_WARNING, status.message);
+  orv::recordEvent(std::move(event));
 }
 
 int32_t sendMessage(void *address) {
@@ -205,14 +124,14 @@ extern "C" {
 uint32_t AaSysComEuUserRegister(uint32_t) {
   return orv::withoutExceptions<uint32_t>(0, []() -> uint32_t {
     uint16_t cpid = 0;
-    const Status status = registerUser(cpid);
+    const Status status = orv::registerAnyUser(cpid);
     if (!status.ok()) orv::platformLog(orv::SEVERITY_WARNING, "no SysCom user registered: " + status.message);
     return cpid;
   });
 }
 
 int32_t AaSysComUserDeregister(uint32_t cpid) {
-  return orv::withoutExceptions<int32_t>(ENOMEM, [&] { return deregisterUser(cpid); });
+  return orv::withoutExceptions<int32_t>(ENOMEM, [&] { return orv::deregisterUser(cpid); });
 }
 
 void *AaSysComMsgCreate(uint32_t messageId, uint32_t payloadSize, uint32_t receiver) {
@@ -229,15 +148,6 @@ int32_t AaSysComMsgSendWithPriority(void **message, uint32_t) {
 
 uint16_t AaSysComGetOwnNid(void) {
   return orv::withoutExceptions<uint16_t>(0, [] { return ownNid(); });
-}
-
-int orvPlatformMessageSocket(uint32_t cpid) {
-  return orv::withoutExceptions(-1, [&] {
-    Users &all = users();
-    const std::lock_guard lock(all.mutex);
-    const auto found = all.sockets.find(cpid);
-    return found == all.sockets.end() ? -1 : found->second.descriptor;
-  });
 }
 
 }  // extern "C"

@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <limits>
 #include <mutex>
 #include <new>
+#include <thread>
 #include <utility>
 
 #include "ProcessTree.h"
@@ -126,12 +128,30 @@ struct NodeStore::Impl {
     return environment->hasSpace() ? transact(body) : MDB_MAP_FULL;
   }
 
+  // Runs `attempt`, a transaction. Where pages are free but somebody still reads what was in them, waits for the
+  // reader, which may have lost the processor to a crowd of writers; these wait here, so that it gets it back.
+  template <typename Attempt>
+  int patiently(Attempt attempt) {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::seconds PATIENCE(1);
+    constexpr std::chrono::milliseconds PAUSE(10);
+    int code = attempt();
+    if (code != MDB_MAP_FULL) return code;
+    environment->forgetDeadReaders();
+    const Clock::time_point deadline = Clock::now() + PATIENCE;
+    while (code == MDB_MAP_FULL && environment->hasSpace() && Clock::now() < deadline) {
+      std::this_thread::sleep_for(PAUSE);
+      code = attempt();
+    }
+    return code;
+  }
+
   // Runs `body`, which adds something, as one transaction; makes space and tries once more where the store is full. The
   // sentence of a failure is "cannot <action> <object> in the node store ...".
   template <typename Body>
   Status add(std::string_view action, std::string_view object, Body body) {
     return report(action, object, [&] {
-      const int code = transactKeepingReserve(body);
+      const int code = patiently([&] { return transactKeepingReserve(body); });
       if (code != MDB_MAP_FULL) return code;
       makeSpace();
       return transactKeepingReserve(body);
@@ -141,7 +161,7 @@ struct NodeStore::Impl {
   // The same for a `body` that takes something away and may use the reserve for it.
   template <typename Body>
   Status remove(std::string_view action, std::string_view object, Body body) {
-    return report(action, object, [&] { return transact(body); });
+    return report(action, object, [&] { return patiently([&] { return transact(body); }); });
   }
 
   template <typename Operation>
@@ -365,8 +385,10 @@ std::map<uint32_t, std::string> NodeStore::euStatuses() const {
 
 Status NodeStore::appendOutput(uint32_t euId, std::span<const OutputLine> lines) {
   return impl_->report("append output of EU", std::to_string(euId), [&] {
-    return impl_->transactKeepingReserve(
-        [&](WriteTransaction &transaction) { return putOutput(transaction, euId, lines); });
+    return impl_->patiently([&] {
+      return impl_->transactKeepingReserve(
+          [&](WriteTransaction &transaction) { return putOutput(transaction, euId, lines); });
+    });
   });
 }
 

@@ -100,6 +100,11 @@ Status claimNode() {
   return Status::success();
 }
 
+Status requireNode() {
+  if (nodeStore() != nullptr) return Status::success();
+  return Status::failure(ENODEV, "this process belongs to no node (start the node's daemon first)");
+}
+
 void platformLog(uint32_t severity, const std::string &text) {
   writeSystemLog(severity, text);
 }

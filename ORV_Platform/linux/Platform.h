@@ -28,6 +28,10 @@ NodeStore *openNodeStore();
 // that it cannot disturb that node.
 Status claimNode();
 
+// Succeeds where this process belongs to a node, else fails with ENODEV: messages are a matter of a node, and a process
+// without one has nobody to talk to and must not disturb another node.
+Status requireNode();
+
 // Writes one line to the node's log (journal or syslog, and the events).
 void platformLog(uint32_t severity, const std::string &text);
 

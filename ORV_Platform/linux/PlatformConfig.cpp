@@ -11,6 +11,7 @@
 #include <span>
 #include <utility>
 
+#include "GatewayPlan.h"
 #include "RegularFile.h"
 #include "XmlText.h"
 
@@ -38,10 +39,24 @@ constexpr Attribute BOARD_ATTRIBUTES[] = {{"reset", false},
                                           {"resetWindowS", false},
                                           {"graceTimeMs", false}};
 
-// The number attributes of <board> and the tags that they become.
-constexpr std::pair<const char *, const char *> BOARD_NUMBERS[] = {{"resetBudget", BOARD_RESET_BUDGET_TAG},
-                                                                   {"resetWindowS", BOARD_RESET_WINDOW_TAG},
-                                                                   {"graceTimeMs", BOARD_GRACE_TIME_TAG}};
+constexpr Attribute GATEWAY_ATTRIBUTES[] = {
+    {"port", false}, {"address", false}, {"queue", false}, {"deliveryTimeoutS", false}, {"keys", false}};
+
+// A number attribute and the tag that it becomes.
+struct NumberSetting {
+  const char *attribute;
+  const char *tag;
+  uint32_t minimum;
+  uint32_t maximum;
+};
+
+constexpr NumberSetting BOARD_NUMBERS[] = {{"resetBudget", BOARD_RESET_BUDGET_TAG, 0, MAX_U32},
+                                           {"resetWindowS", BOARD_RESET_WINDOW_TAG, 0, MAX_U32},
+                                           {"graceTimeMs", BOARD_GRACE_TIME_TAG, 0, MAX_U32}};
+constexpr NumberSetting GATEWAY_NUMBERS[] = {
+    {"port", GATEWAY_PORT_TAG, 0, MAX_U16},
+    {"queue", GATEWAY_QUEUE_TAG, 1, MAX_GATEWAY_QUEUE},
+    {"deliveryTimeoutS", GATEWAY_DELIVERY_TIMEOUT_TAG, 1, MAX_DELIVERY_TIMEOUT_S}};
 
 constexpr std::string_view BOARD_RESETS[] = {"none", "watchdog", "reboot"};
 
@@ -105,7 +120,7 @@ class Parser {
     std::span<const Attribute> attributes;
     ElementParser parse;
   };
-  static const std::array<Element, 4> PARTS;  // of <orv>
+  static const std::array<Element, 5> PARTS;  // of <orv>
   static const std::array<Element, 1> TAGS_CHILDREN;
   static const std::array<Element, 1> RAD_CHILDREN;
 
@@ -118,10 +133,12 @@ class Parser {
   Status parseParameter(const pugi::xml_node &node);
   Status parseBoard(const pugi::xml_node &node);
   Status parseEvents(const pugi::xml_node &node);
+  Status parseGateway(const pugi::xml_node &node);
   Status readTagType(const pugi::xml_node &node, TypeName &type) const;
   Status readTagText(const pugi::xml_node &node, std::string &text, size_t &offset) const;
   Status readTextContent(const pugi::xml_node &node, std::string &text) const;
-  Status readBoardText(const pugi::xml_node &node, const char *attribute, const char *tag);
+  Status readText(const pugi::xml_node &node, const char *attribute, const char *tag);
+  Status readNumbers(const pugi::xml_node &node, std::span<const NumberSetting> settings);
   Status readNumber(const pugi::xml_attribute &attribute, uint32_t minimum, uint32_t maximum, uint32_t &number) const;
   Status checkTextLength(std::string_view text, size_t offset) const;
 
@@ -129,10 +146,12 @@ class Parser {
   PlatformConfig config_;
 };
 
-constinit const std::array<Parser::Element, 4> Parser::PARTS = {{{"tags", {}, &Parser::parseTags},
-                                                                 {"rad", {}, &Parser::parseRad},
-                                                                 {"board", BOARD_ATTRIBUTES, &Parser::parseBoard},
-                                                                 {"events", EVENTS_ATTRIBUTES, &Parser::parseEvents}}};
+constinit const std::array<Parser::Element, 5> Parser::PARTS = {
+    {{"tags", {}, &Parser::parseTags},
+     {"rad", {}, &Parser::parseRad},
+     {"board", BOARD_ATTRIBUTES, &Parser::parseBoard},
+     {"events", EVENTS_ATTRIBUTES, &Parser::parseEvents},
+     {"gateway", GATEWAY_ATTRIBUTES, &Parser::parseGateway}}};
 constinit const std::array<Parser::Element, 1> Parser::TAGS_CHILDREN = {{{"tag", TAG_ATTRIBUTES, &Parser::parseTag}}};
 constinit const std::array<Parser::Element, 1> Parser::RAD_CHILDREN = {
     {{"parameter", PARAMETER_ATTRIBUTES, &Parser::parseParameter}}};
@@ -284,19 +303,32 @@ Status Parser::parseBoard(const pugi::xml_node &node) {
                           alternatives(BOARD_RESETS, quoted));
     }
   }
-  if (Status status = readBoardText(node, "reset", BOARD_RESET_TAG); !status.ok()) return status;
-  if (Status status = readBoardText(node, "watchdogDevice", BOARD_WATCHDOG_DEVICE_TAG); !status.ok()) return status;
-  for (const auto &[name, tag] : BOARD_NUMBERS) {
-    const pugi::xml_attribute attribute = node.attribute(name);
-    if (!attribute) continue;
-    TagValue value{TagType::U32, 0, {}};
-    if (Status status = readNumber(attribute, 0, MAX_U32, value.number); !status.ok()) return status;
-    config_.settings.tags.emplace_back(tag, std::move(value));
-  }
+  if (Status status = readText(node, "reset", BOARD_RESET_TAG); !status.ok()) return status;
+  if (Status status = readText(node, "watchdogDevice", BOARD_WATCHDOG_DEVICE_TAG); !status.ok()) return status;
+  if (Status status = readNumbers(node, BOARD_NUMBERS); !status.ok()) return status;
   return parseChildren(node, {});
 }
 
-Status Parser::readBoardText(const pugi::xml_node &node, const char *attribute, const char *tag) {
+Status Parser::parseGateway(const pugi::xml_node &node) {
+  if (Status status = readText(node, "address", GATEWAY_ADDRESS_TAG); !status.ok()) return status;
+  if (Status status = readText(node, "keys", GATEWAY_KEYS_TAG); !status.ok()) return status;
+  if (Status status = readNumbers(node, GATEWAY_NUMBERS); !status.ok()) return status;
+  return parseChildren(node, {});
+}
+
+Status Parser::readNumbers(const pugi::xml_node &node, std::span<const NumberSetting> settings) {
+  for (const NumberSetting &setting : settings) {
+    const pugi::xml_attribute attribute = node.attribute(setting.attribute);
+    if (!attribute) continue;
+    TagValue value{TagType::U32, 0, {}};
+    Status status = readNumber(attribute, setting.minimum, setting.maximum, value.number);
+    if (!status.ok()) return status;
+    config_.settings.tags.emplace_back(setting.tag, std::move(value));
+  }
+  return Status::success();
+}
+
+Status Parser::readText(const pugi::xml_node &node, const char *attribute, const char *tag) {
   const pugi::xml_attribute found = node.attribute(attribute);
   if (!found) return Status::success();
   const std::string_view text = found.value();

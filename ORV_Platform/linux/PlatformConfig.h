@@ -11,6 +11,7 @@
 //     </rad>
 //     <board reset="none" watchdogDevice="/dev/watchdog" resetBudget="3" resetWindowS="600" graceTimeMs="10000"/>
 //     <events limit="10000"/>
+//     <gateway port="15155" address="10.0.0.1" queue="1000" deliveryTimeoutS="10" keys="/etc/orv/keys"/>
 //   </orv>
 //
 // The text of a tag is taken as it is written, blanks included; where it has a line break, the white space around it is
@@ -20,8 +21,9 @@
 // other file is ever read. The encoding is UTF-8.
 //
 // Each part may be absent or stand several times; of two values for the same thing the later one counts. The attributes
-// of <board> may each be absent. What is not in this list is an error: a misspelt name is never passed over in silence.
-// Board settings become tags (BOARD_*_TAG), so that they can be looked at and changed like any other.
+// of <board> and <gateway> may each be absent. What is not in this list is an error: a misspelt name is never passed
+// over in silence. Board settings become tags (BOARD_*_TAG), so that they can be looked at and changed like any other,
+// and gateway settings do (GATEWAY_*_TAG, see GatewayPlan.h).
 #ifndef ORV_LINUX_PLATFORMCONFIG_H
 #define ORV_LINUX_PLATFORMCONFIG_H
 

@@ -253,8 +253,21 @@ int StoreEnvironment::checkNode(MDB_txn *transaction) const {
   return layout == STORE_LAYOUT ? 0 : OTHER_LAYOUT;
 }
 
-// What the transaction sees stays as it is meanwhile.
+// The pages that a transaction sees stay as they are meanwhile, but not so the head, of which the second change from
+// then on takes the place. So what is not sound has to be so again and again: damage is, and a change was overtaken
+// once.
 int StoreEnvironment::checkPages(MDB_txn *transaction) const {
+  constexpr int ATTEMPTS = 10;
+  int code = checkPagesOnce(transaction);
+  for (int attempt = 1; code == MDB_CORRUPTED && attempt < ATTEMPTS; ++attempt) {
+    mdb_txn_reset(transaction);
+    code = mdb_txn_renew(transaction);
+    if (code == 0) code = checkPagesOnce(transaction);
+  }
+  return code;
+}
+
+int StoreEnvironment::checkPagesOnce(MDB_txn *transaction) const {
   mdb_filehandle_t descriptor = -1;
   struct stat file {};
   if (const int code = mdb_env_get_fd(environment_, &descriptor); code != 0) return code;

@@ -86,6 +86,7 @@ class StoreEnvironment {
   int openTablesIn(MDB_txn *transaction, unsigned flags);
   int checkNode(MDB_txn *transaction) const;
   int checkPages(MDB_txn *transaction) const;
+  int checkPagesOnce(MDB_txn *transaction) const;
   MDB_txn *takeIdleReader();
   void putIdleReader(MDB_txn *transaction);
 

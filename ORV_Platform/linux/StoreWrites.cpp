@@ -158,6 +158,9 @@ int putTag(WriteTransaction &transaction, std::string_view name, const TagValue 
   Tag tag;
   tag.value = normalized(value);
   tag.setter = setter;
+  for (std::string *field : {&tag.setter.executable, &tag.setter.euName}) {
+    if (field->size() > MAX_SETTER_TEXT_LENGTH) field->resize(MAX_SETTER_TEXT_LENGTH);
+  }
   tag.setNs = monotonicNs();
   if (const int code = runNumber(transaction, tag.run); code != 0) return code;
   if (const int code = transaction.put(Table::TAGS, name, encode(tag)); code != 0) return code;

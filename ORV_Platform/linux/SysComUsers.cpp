@@ -72,6 +72,25 @@ bool isDead(const sockaddr_un &address) {
   return probe.get() >= 0 && connect(probe.get(), generic(address), sizeof address) != 0 && errno == ECONNREFUSED;
 }
 
+int openDirectory(const std::string &path) {
+  return open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+}
+
+// Returns 0 or the errno.
+int sendToSocket(const std::string &nodeDirectory, const std::string &name, const void *data, size_t size) {
+  // A socket for each message: what a slow receiver has not yet taken is charged to the sending socket, and must not
+  // keep messages to others back. A message in a queue outlives the socket that sent it.
+  const Descriptor sender(openSocket());
+  if (sender.get() < 0) return errno;
+  const std::string path = directoryPath(nodeDirectory);
+  const Descriptor directory(openDirectory(path));
+  if (directory.get() < 0) return errno;
+  const sockaddr_un address = socketAddress(path, directory.get(), name);
+  if (sendto(sender.get(), data, size, MSG_DONTWAIT | MSG_NOSIGNAL, generic(address), sizeof address) >= 0) return 0;
+  // The user is being deregistered at this moment; its name is about to go.
+  return errno == EPIPE ? ENOENT : errno;
+}
+
 int lockWaiting(int descriptor) {
   while (flock(descriptor, LOCK_EX) != 0) {
     if (errno != EINTR) return errno;
@@ -104,7 +123,10 @@ Status MessageDirectory::lock(const std::string &nodeDirectory) {
 }
 
 Status MessageDirectory::bind(uint16_t cpid, MessageSocket &socket) {
-  const std::string name = socketName(cpid);
+  return bind(socketName(cpid), socket);
+}
+
+Status MessageDirectory::bind(const std::string &name, MessageSocket &socket) {
   Descriptor descriptor(openSocket());
   if (descriptor.get() < 0) return systemFailure(errno, "cannot make a message socket");
   // Before the socket has a name: no message may come without its sender's credentials.
@@ -144,30 +166,43 @@ void MessageDirectory::removeDead() {
   }
 }
 
-void removeMessageSocket(const MessageSocket &socket) {
-  {
-    // Under the lock, so that the name cannot change hands between the look at it and its removal.
-    MessageDirectory directory;
-    struct stat file {};
-    if (directory.lock(socket.nodeDirectory).ok() && lstat(socket.path.c_str(), &file) == 0 &&
-        file.st_dev == socket.device && file.st_ino == socket.inode) {
-      unlink(socket.path.c_str());
-    }
+void removeMessageSocketName(const MessageSocket &socket) {
+  // Under the lock, so that the name cannot change hands between the look at it and its removal.
+  MessageDirectory directory;
+  struct stat file {};
+  if (directory.lock(socket.nodeDirectory).ok() && lstat(socket.path.c_str(), &file) == 0 &&
+      file.st_dev == socket.device && file.st_ino == socket.inode) {
+    unlink(socket.path.c_str());
   }
+}
+
+void removeMessageSocket(const MessageSocket &socket) {
+  removeMessageSocketName(socket);
   close(socket.descriptor);
 }
 
 int sendToMessageSocket(const std::string &nodeDirectory, uint16_t cpid, const void *data, size_t size) {
-  // A socket for each message: what a slow receiver has not yet taken is charged to the sending socket, and must not
-  // keep messages to others back. A message in a queue outlives the socket that sent it.
-  const Descriptor sender(openSocket());
+  return sendToSocket(nodeDirectory, socketName(cpid), data, size);
+}
+
+int connectToMessageSocket(const std::string &nodeDirectory, uint16_t cpid, int &descriptor) {
+  Descriptor sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
   if (sender.get() < 0) return errno;
   const std::string path = directoryPath(nodeDirectory);
-  const Descriptor directory(open(path.c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  const Descriptor directory(openDirectory(path));
   if (directory.get() < 0) return errno;
   const sockaddr_un address = socketAddress(path, directory.get(), socketName(cpid));
-  if (sendto(sender.get(), data, size, MSG_DONTWAIT | MSG_NOSIGNAL, generic(address), sizeof address) < 0) return errno;
+  if (connect(sender.get(), generic(address), sizeof address) != 0) return errno;
+  descriptor = sender.release();
   return 0;
+}
+
+std::string gatewaySocketName(uint16_t nid) {
+  return "gateway-" + socketName(nid);
+}
+
+int sendToGatewaySocket(const std::string &nodeDirectory, uint16_t nid, const void *data, size_t size) {
+  return sendToSocket(nodeDirectory, gatewaySocketName(nid), data, size);
 }
 
 void clearMessageSockets(const std::string &nodeDirectory) {

@@ -19,7 +19,7 @@
 
 namespace orv {
 
-// The socket at which a user receives. A plain record: closing is the business of removeMessageSocket.
+// The socket at which a user receives. A plain record: its owner closes the descriptor.
 struct MessageSocket {
   int descriptor = -1;
   std::string nodeDirectory;
@@ -46,6 +46,9 @@ class MessageDirectory {
   // Makes the socket of `cpid`. Fails with EADDRINUSE where a living user has that CPID. `socket` becomes the caller's.
   Status bind(uint16_t cpid, MessageSocket &socket);
 
+  // The same under a name of its own, for who is no user: see gatewaySocketName.
+  Status bind(const std::string &name, MessageSocket &socket);
+
   // Removes the names that dead processes left.
   void removeDead();
 
@@ -57,12 +60,26 @@ class MessageDirectory {
   int descriptor_ = -1;
 };
 
-// Closes `socket` and removes its name, unless the name has come to belong to another one meanwhile.
+// Removes the name of `socket`, unless the name has come to belong to another one meanwhile.
+void removeMessageSocketName(const MessageSocket &socket);
+
+// The same, and closes the socket.
 void removeMessageSocket(const MessageSocket &socket);
 
 // Hands `size` bytes at `data` to the user `cpid` of the node and never waits. Returns 0 or the errno: ENOENT (no such
-// user), ECONNREFUSED (the user's process has died), EAGAIN (the user's queue is full), or another one of the kernel.
+// user, or none any more), ECONNREFUSED (the user's process has died), EAGAIN (the user's queue is full), or another
+// one of the kernel.
 int sendToMessageSocket(const std::string &nodeDirectory, uint16_t cpid, const void *data, size_t size);
+
+// Opens a socket that sends to the user `cpid` of the node, and never waits: poll tells when the user's queue has room.
+// Returns 0 and sets `descriptor`, which becomes the caller's, or the errno: ENOENT and ECONNREFUSED as above.
+int connectToMessageSocket(const std::string &nodeDirectory, uint16_t cpid, int &descriptor);
+
+// The name of the socket at which the gateway takes messages to node `nid`.
+std::string gatewaySocketName(uint16_t nid);
+
+// sendToMessageSocket for the gateway's socket of node `nid`.
+int sendToGatewaySocket(const std::string &nodeDirectory, uint16_t nid, const void *data, size_t size);
 
 // Removes what a run of the node that died left of message sockets. Those of living processes stay. For the early
 // start-up; what cannot be removed is no harm, since a registration reuses it.

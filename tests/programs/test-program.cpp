@@ -4,7 +4,6 @@
 // programs stay whole.
 #include <dirent.h>
 #include <sys/resource.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -22,7 +21,7 @@
 #include "AaConfig.h"
 #include "AaSysCom.h"
 #include "AaSysLog.h"
-#include "PlatformMessages.h"
+#include "SysComReceive.h"
 
 extern char **environ;
 
@@ -131,20 +130,23 @@ int ignoreTerm(const Arguments &) {
   stayForEver();
 }
 
-// Registers as a user of messages, goes online and prints each message that comes.
+// Registers as a user of messages, with the CPID that the second argument names or with any, goes online and prints
+// each message that comes.
 int receive(const Arguments &arguments) {
-  const uint32_t cpid = AaSysComEuUserRegister(0);
-  const int descriptor = orvPlatformMessageSocket(cpid);
-  if (descriptor < 0 || AaConfigTagSetU32(arguments.at(0).c_str(), cpid) != 0) return 1;
-  for (;;) {
-    uint32_t words[1024] = {};
-    const ssize_t length = recv(descriptor, words, sizeof words, 0);
-    if (length < 0) return 1;
+  const bool isFixed = arguments.size() > 1;
+  const auto cpid = isFixed ? static_cast<uint32_t>(std::stoul(arguments[1], nullptr, 0)) : AaSysComEuUserRegister(0);
+  if (isFixed && orvSysComUserRegister(cpid) != 0) return 1;
+  if (AaConfigTagSetU32(arguments.at(0).c_str(), cpid) != 0) return 1;
+  OrvSysComMessage *message = nullptr;
+  while (orvSysComMsgReceive(cpid, ORV_SYSCOM_FOREVER, &message) == 0) {
     char line[128];
-    std::snprintf(line, sizeof line, "message 0x%x to 0x%x from 0x%x, payload %u of %zd bytes", words[0], words[1],
-                  words[2], words[3], length);
+    std::snprintf(line, sizeof line, "message 0x%x to 0x%x from 0x%x, payload %u bytes, by process %d",
+                  orvSysComMsgId(message), orvSysComMsgReceiver(message), orvSysComMsgSender(message),
+                  orvSysComMsgPayloadSize(message), orvSysComMsgSenderPid(message));
+    orvSysComMsgFree(message);
     print(line);
   }
+  return 1;
 }
 
 // Leaves a child in its process group; with the argument "leave" it ends itself, with exit code 0.

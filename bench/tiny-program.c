@@ -1,0 +1,4 @@
+/* Ends well, and does nothing else. */
+int main(void) {
+  return 0;
+}
