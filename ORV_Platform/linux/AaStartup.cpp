@@ -16,6 +16,7 @@
 #include "ExecutionUnits.h"
 #include "FlightRecorder.h"
 #include "GatewayLoader.h"
+#include "Guard.h"
 #include "NodePaths.h"
 #include "Platform.h"
 #include "PlatformConfig.h"
@@ -144,6 +145,7 @@ Status ceShutdown() {
   complainUnlessOk(SEVERITY_ERROR, ended);
   stopGateway(store);
   stopCaretaker();
+  stopGuard();  // the caretaker starts it, and in a run this short may have done so only now
   stopStoreWriter();
   if (store == nullptr) return ended;
   RunInfo run = store->run().value_or(RunInfo{});
