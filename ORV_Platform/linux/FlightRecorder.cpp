@@ -155,7 +155,6 @@ FlightEntry resetEntry(FlightKind kind, const std::string &means) {
   entry.kind = kind;
   entry.means = means;
   stamp(entry);
-  waitForOutputs();
   // What has just happened, and the program's last words, are on their way into the store.
   waitForOutputs();
   flushRecords();
