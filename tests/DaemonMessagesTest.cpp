@@ -2,10 +2,12 @@
 // finished.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "ProcessTable.h"
 #include "TestNode.h"
 
 namespace {
@@ -18,14 +20,17 @@ constexpr uint32_t APP_STARTUP_DONE = 0xfd28;
 
 class DaemonMessages : public DaemonTest {
  protected:
-  // The texts of the message events with an id, delivered or not.
-  Lines messages(uint32_t id) const {
-    Lines texts;
-    for (const orv::Event &event : node.events()) {
-      const bool isMessage = event.kind == EventKind::MESSAGE_SENT || event.kind == EventKind::MESSAGE_UNDELIVERED;
-      if (isMessage && event.code == id) texts.push_back(event.text);
+  // The texts of the message events with an id, delivered or not; waits until there are `count` of them.
+  Lines messages(uint32_t id, size_t count) const {
+    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
+    for (;;) {
+      Lines texts;
+      for (const orv::Event &event : node.events()) {
+        const bool isMessage = event.kind == EventKind::MESSAGE_SENT || event.kind == EventKind::MESSAGE_UNDELIVERED;
+        if (isMessage && event.code == id) texts.push_back(event.text);
+      }
+      if (texts.size() >= count || std::chrono::steady_clock::now() >= deadline) return texts;
     }
-    return texts;
   }
   // The first with `part`, once it is there, and all others.
   Lines warningsWith(const std::string &part) const {
@@ -53,7 +58,7 @@ TEST_F(DaemonMessages, ReceiverOnTheOwnNodeIsToldThatInitialisationHasFinished) 
   EXPECT_EQ(countLinesWith("Notify receiver set to 0x10111000", lines), 1U);
   EXPECT_EQ(countLinesWith(infoLine("initFinishNotify: ORVDAEMON_INIT_FINISH_NOTIF_MSG sent to 0x10111000"), lines),
             1U);
-  EXPECT_EQ(messages(INIT_FINISH), Lines{"message 0x1b9d from 0x0f011001 to 0x10111000"});
+  EXPECT_EQ(messages(INIT_FINISH, 1), Lines{"message 0x1b9d from 0x0f011001 to 0x10111000"});
   EXPECT_EQ(countLinesWith("message ", daemon->outputLines()), 1U);
 }
 
@@ -82,7 +87,7 @@ TEST_F(DaemonMessages, MissingReceiverIsAWarningAmongTheEvents) {
   EXPECT_EQ(countLinesWith("message 0x1b9d to 0x10110123 not delivered: ",
                            warningsWith("message 0x1b9d to 0x10110123 not delivered: ")),
             1U);
-  EXPECT_EQ(messages(INIT_FINISH).size(), 1U);
+  EXPECT_EQ(messages(INIT_FINISH, 1).size(), 1U);
   expectGracefulEnd(*daemon);
 }
 
@@ -97,7 +102,7 @@ TEST_F(DaemonMessages, ReceiverOnAnotherNodeIsRefusedWithAWarning) {
 
 TEST_F(DaemonMessages, NoReceiverMeansNoMessage) {
   const auto daemon = node.startedDaemon({"--startup=nid=0x1011"});
-  EXPECT_EQ(messages(INIT_FINISH), Lines());
+  EXPECT_EQ(messages(INIT_FINISH, 0), Lines());
   EXPECT_EQ(countLinesWith("initFinishNotify", daemon->errorLines()), 0U);
   expectGracefulEnd(*daemon);
 }
@@ -106,25 +111,25 @@ TEST_F(DaemonMessages, FailedExecutablesDoNotHoldTheNoticeBack) {
   const auto daemon = node.startedDaemon({"--startup=notifreceiver=0xf011315,executable=a|b|c|d"});
   EXPECT_EQ(countLinesWith("application start-up skipped", daemon->errorLines()), 1U);
   EXPECT_EQ(countLinesWith("ORVDAEMON_INIT_FINISH_NOTIF_MSG sent to 0xf011315", daemon->errorLines()), 1U);
-  EXPECT_EQ(messages(INIT_FINISH).size(), 1U);
+  EXPECT_EQ(messages(INIT_FINISH, 1).size(), 1U);
   expectGracefulEnd(*daemon);
 }
 
 TEST_F(DaemonMessages, StartOfTheApplicationsIsToldOnce) {
   const auto daemon = node.startedDaemon({"--startup=nid=0x1011"});
-  EXPECT_EQ(messages(APP_STARTUP_DONE), Lines{"message 0xfd28 from 0x1011fffe to 0x0ff004e7"});
+  EXPECT_EQ(messages(APP_STARTUP_DONE, 1), Lines{"message 0xfd28 from 0x1011fffe to 0x0ff004e7"});
   expectGracefulEnd(*daemon);
-  EXPECT_EQ(messages(APP_STARTUP_DONE).size(), 1U);
+  EXPECT_EQ(messages(APP_STARTUP_DONE, 1).size(), 1U);
 }
 
 TEST_F(DaemonMessages, StartOfTheApplicationsIsToldWithoutADefinitionFileToo) {
   const auto daemon = node.startedDaemon({"-c", "app.hwapi.appcfg.filename=" + node.path("none.txt")});
-  EXPECT_EQ(messages(APP_STARTUP_DONE).size(), 1U);
+  EXPECT_EQ(messages(APP_STARTUP_DONE, 1).size(), 1U);
   expectGracefulEnd(*daemon);
 }
 
 TEST_F(DaemonMessages, DisabledApplicationsAreNotToldAsStarted) {
   const auto daemon = node.startedDaemon({"-c", "sys.repair.center.reset=1"});
-  EXPECT_EQ(messages(APP_STARTUP_DONE), Lines());
+  EXPECT_EQ(messages(APP_STARTUP_DONE, 0), Lines());
   expectGracefulEnd(*daemon);
 }
