@@ -1,13 +1,15 @@
 #include "NodePaths.h"
 
-#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
+#include <cstdio>
 #include <cstdlib>
+#include <optional>
+#include <string_view>
 #include <system_error>
-#include <vector>
 
 namespace orv {
 namespace {
@@ -98,14 +100,38 @@ bool configurationFileIsNamed() {
   return !environment("ORV_CONFIG").empty();
 }
 
+namespace {
+
+// The number of group `orv` in the machine's own list; nothing where there is none. The directory services that a
+// library function would ask as well take longer than the rest of the node's start.
+std::optional<gid_t> nodeGroup() {
+  constexpr std::string_view NAME = "orv:";
+  FILE *file = std::fopen("/etc/group", "re");
+  if (file == nullptr) return std::nullopt;
+  std::optional<gid_t> number;
+  char line[1024];
+  // A line of a group with many members comes in pieces; none but the first begins with a name.
+  for (bool begins = true; !number && std::fgets(line, sizeof line, file) != nullptr;) {
+    const std::string_view text = line;
+    const size_t password = text.find(':', NAME.size());
+    if (begins && text.starts_with(NAME) && password != std::string_view::npos) {
+      gid_t found = 0;
+      const char *digits = line + password + 1;
+      if (std::from_chars(digits, line + text.size(), found).ec == std::errc()) number = found;
+    }
+    begins = text.ends_with('\n');
+  }
+  std::fclose(file);
+  return number;
+}
+
+}  // namespace
+
 void giveToNodeGroup(const std::string &path) {
-  group record{};
-  group *found = nullptr;
-  constexpr size_t MEMBERS_SIZE = 64UL * 1024;
-  std::vector<char> members(MEMBERS_SIZE);
-  if (getgrnam_r("orv", &record, members.data(), members.size(), &found) != 0 || found == nullptr) return;
+  const std::optional<gid_t> group = nodeGroup();
+  if (!group) return;
   // Result not examined, as promised. A link is changed itself and not followed.
-  static_cast<void>(lchown(path.c_str(), static_cast<uid_t>(-1), found->gr_gid) == 0);
+  static_cast<void>(lchown(path.c_str(), static_cast<uid_t>(-1), *group) == 0);
 }
 
 Status ensurePrivateDirectory(const std::string &directory) {
