@@ -137,6 +137,15 @@ TEST_F(DaemonOutput, SuccessAndShutdownHaveNoLastWords) {
   EXPECT_EQ(lastWords(), Lines());
 }
 
+TEST_F(DaemonOutput, LastLinesDuringTheShutdownAreKept) {
+  node.define({script("app", "trap 'echo going; exit 0' TERM\necho here\nwhile true; do sleep 0.01; done\n")});
+  const auto daemon = node.startedDaemon({"-v"});
+  outputOf("app", [](const auto &all) { return !all.first.empty(); });
+  expectGracefulEnd(*daemon);
+  const orv::ProgramOutput output = outputOf("app", [](const auto &all) { return all.first.size() == 3; });
+  EXPECT_EQ(output.first[2].text, "going");
+}
+
 TEST_F(DaemonOutput, ProgramIsNotHeldUpByAStandardOutputThatNobodyReads) {
   // A pipe takes 64 KiB; the program writes 700 and ends.
   int ends[2];

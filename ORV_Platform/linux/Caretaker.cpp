@@ -157,7 +157,10 @@ void *runCaretaker(void *) {
     const int timeoutMs = later.timeoutMs(orphansMayLive || outputs.hasUnfinishedLines());
     const int count = epoll_wait(all.poller, events.data(), static_cast<int>(events.size()), timeoutMs);
     // Before the events: one of them may be of an output that has just been added.
-    if (takeRequests(all, outputs, orphansMayLive)) return nullptr;
+    if (takeRequests(all, outputs, orphansMayLive)) {
+      outputs.finishAll();
+      return nullptr;
+    }
     for (int i = 0; i < count; ++i) {
       const uint64_t what = events[static_cast<size_t>(i)].data.u64;
       if (what == CHILD_SIGNAL || what == WAKE) {

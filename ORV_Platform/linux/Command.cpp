@@ -204,7 +204,6 @@ Status runProgram(const Program &program, const std::function<void(int32_t pid)>
   const int32_t ended = waitForEnd(started.pid);
   if (programHasEnded(started.pid)) {
     onShutdown(ended);
-    outputOwnerEnded(started.pid, false);
     blockForEver();
   }
   waitStatus = ended;

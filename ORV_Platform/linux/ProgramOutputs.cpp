@@ -48,11 +48,8 @@ void ProgramOutputs::programEnded(pid_t program, bool failed) {
   const auto found = outputs_.find(program);
   if (found == outputs_.end()) return;
   Output &output = found->second;
-  for (int i = 0; i < READS_AT_THE_END && readOnce(output); ++i) {
-  }
+  readToTheEnd(output);
   output.programEnded = true;
-  output.lines.flush(monotonicNs(), lines_);
-  if (!lines_.empty()) recordOutput(output.euId, std::exchange(lines_, {}));
   if (failed) {
     for (const std::string &line : output.lines.lastWords()) {
       Event event;
@@ -63,6 +60,18 @@ void ProgramOutputs::programEnded(pid_t program, bool failed) {
     }
   }
   if (output.pipe.get() < 0) forget(program);
+}
+
+void ProgramOutputs::finishAll() {
+  for (auto &[program, output] : outputs_)
+    readToTheEnd(output);
+}
+
+void ProgramOutputs::readToTheEnd(Output &output) {
+  for (int i = 0; i < READS_AT_THE_END && readOnce(output); ++i) {
+  }
+  output.lines.flush(monotonicNs(), lines_);
+  if (!lines_.empty()) recordOutput(output.euId, std::exchange(lines_, {}));
 }
 
 bool ProgramOutputs::hasUnfinishedLines() const {

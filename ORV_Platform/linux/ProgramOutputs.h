@@ -29,6 +29,9 @@ class ProgramOutputs {
   // The program has ended; takes what it left in the pipe. Who inherited the pipe may go on writing.
   void programEnded(pid_t program, bool failed);
 
+  // Takes what is left in all pipes, at the end of the CE shutdown.
+  void finishAll();
+
   // Whether a line without an end has been waiting; and what makes it a line of its own.
   bool hasUnfinishedLines() const;
   void flushUnfinishedLines();
@@ -43,6 +46,7 @@ class ProgramOutputs {
   };
 
   bool readOnce(Output &output);
+  void readToTheEnd(Output &output);
   void show(const Output &output, const char *bytes, size_t count);
   void showOnStandardOutput(const char *bytes, size_t count);
   void finish(Output &output);

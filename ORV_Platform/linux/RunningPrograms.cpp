@@ -99,13 +99,10 @@ void stopStarts(ProgramTable &table) {
   table.changed.wait(lock, [&] { return table.starting == 0; });
 }
 
-void signalGroups(ProgramTable &table, int signalNumber) {
-  const std::lock_guard lock(table.mutex);
-  for (const auto &[pid, program] : table.running) {
-    kill(-pid, signalNumber);
-    // A stopped program sees its SIGTERM only when it goes on.
-    if (signalNumber == SIGTERM) kill(-pid, SIGCONT);
-  }
+// The table is not kept locked meanwhile: the ends that this brings about wait for it, all at once.
+void signalGroups(int signalNumber) {
+  for (const RunningProgram &program : runningPrograms())
+    kill(-program.pid, signalNumber);
 }
 
 bool waitForPrograms(ProgramTable &table, Clock::time_point deadline) {
@@ -195,17 +192,19 @@ Status endPrograms(uint32_t graceMs) {
   const Clock::time_point deadline = start + std::chrono::milliseconds(graceMs);
   ProgramTable &table = programTable();
   stopStarts(table);
-  signalGroups(table, SIGTERM);
+  signalGroups(SIGTERM);
   if (waitForPrograms(table, std::min(deadline, start + SEARCH_DELAY))) {
     stopGuard();
     if (nobodyIsLeft()) return Status::success();
     static_cast<void>(startGuard());
   }
+  // A stopped program sees its SIGTERM only when it goes on.
+  signalGroups(SIGCONT);
   signalDescendants(SIGTERM);
   bool gone = waitForAll(table, deadline);
   for (const Clock::time_point last = Clock::now() + KILL_TIMEOUT; !gone && Clock::now() < last;) {
     // Again and again: what forks while it is being killed may be missed by one look.
-    signalGroups(table, SIGKILL);
+    signalGroups(SIGKILL);
     signalDescendants(SIGKILL);
     gone = waitForAll(table, Clock::now() + 10 * LOOK_INTERVAL);
   }

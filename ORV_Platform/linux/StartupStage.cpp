@@ -1,6 +1,7 @@
 #include "StartupStage.h"
 
 #include <algorithm>
+#include <iterator>
 #include <mutex>
 #include <vector>
 
@@ -14,7 +15,7 @@ constexpr std::string_view START_UP_COMPLETE = "ceInternalStartup: CE start-up c
 
 struct CreatedEu {
   std::string name;
-  std::string argument;
+  std::string argument;  // see withoutGaps
 };
 
 // What the EU of the start-up remembers. It alone has one.
@@ -55,6 +56,16 @@ void setStage(const std::string &text, const std::string &notice) {
 
 void setStage(const std::string &text) {
   setStage(text, "STATUS=" + text);
+}
+
+// `argument` with one zero byte for each row of them: an argument block is texts with much room behind each, and there
+// may be many blocks.
+std::string withoutGaps(std::string_view argument) {
+  std::string text;
+  std::unique_copy(argument.begin(), argument.end(), std::back_inserter(text),
+                   [](char one, char next) { return one == '\0' && next == '\0'; });
+  text.shrink_to_fit();
+  return text;
 }
 
 // True when `argument` has `tag` as a whole text of its own.
@@ -98,7 +109,7 @@ bool isStartupToBe(bool joinable) {
 }
 
 void noteEuCreated(const std::string &name, std::string_view argument) {
-  if (gMemory != nullptr) gMemory->created.push_back({name, std::string(argument)});
+  if (gMemory != nullptr) gMemory->created.push_back({name, withoutGaps(argument)});
 }
 
 void enterStartupEu() {

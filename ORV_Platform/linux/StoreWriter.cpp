@@ -86,6 +86,31 @@ Event droppedNotice(uint64_t count) {
   return event;
 }
 
+// Entries on their way to the store, so many a transaction: a transaction keeps a copy of each page that it changes,
+// and LMDB keeps the memory for the next one.
+class Batch {
+ public:
+  explicit Batch(NodeStore &store) : store_(store) {
+    entries_.reserve(MAX_ENTRIES);
+  }
+
+  void add(StoreEntry &&entry) {
+    entries_.push_back(std::move(entry));
+    if (entries_.size() == MAX_ENTRIES) write();
+  }
+
+  void write() {
+    if (!entries_.empty()) reportUnlessOk(store_.write(entries_));
+    entries_.clear();
+  }
+
+ private:
+  static constexpr size_t MAX_ENTRIES = 32;
+
+  NodeStore &store_;
+  std::vector<StoreEntry> entries_;
+};
+
 Status setReadyTag(NodeStore &store, const std::string &name, const Setter &setter) {
   TagValue value;
   value.text = "1";
@@ -98,14 +123,13 @@ void writeWaiting(Waiting &waiting) {
   NodeStore *open = openNodeStore();
   if (open == nullptr) return;
   NodeStore &store = *open;
-  std::vector<StoreEntry> batch;
-  batch.reserve(waiting.eus.size() + waiting.events.size() + 1);
+  Batch batch(store);
   for (auto &[id, record] : waiting.eus)
-    batch.push_back({std::move(record), std::nullopt});
+    batch.add({std::move(record), std::nullopt});
   for (Event &event : waiting.events)
-    batch.push_back({std::nullopt, std::move(event)});
-  if (waiting.droppedEvents != 0) batch.push_back({std::nullopt, droppedNotice(waiting.droppedEvents)});
-  if (!batch.empty()) reportUnlessOk(store.write(batch));
+    batch.add({std::nullopt, std::move(event)});
+  if (waiting.droppedEvents != 0) batch.add({std::nullopt, droppedNotice(waiting.droppedEvents)});
+  batch.write();
   for (const auto &[name, setter] : waiting.tags)
     reportUnlessOk(setReadyTag(store, name, setter));
   for (const auto &[id, lines] : waiting.outputs)
