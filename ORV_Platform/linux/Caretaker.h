@@ -35,8 +35,8 @@ void watchOutput(Descriptor &&pipe, pid_t program, uint32_t euId, const std::str
 // A watched program has ended and its end is recorded. When it failed, its last lines are recorded after it.
 void outputOwnerEnded(pid_t program, bool failed);
 
-// Returns when what the programs that have ended so far wrote has been recorded (StoreWriter.h), and after a second at the
-// latest.
+// Returns when what the programs that have ended so far wrote has been recorded (StoreWriter.h), and after a second at
+// the latest.
 void waitForOutputs();
 
 // Has it look for children that have ended and are nobody's program.
