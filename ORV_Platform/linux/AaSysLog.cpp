@@ -90,26 +90,6 @@ LogLine lineOf(uint32_t severity, const std::string &text) {
   return line;
 }
 
-// What `format` and `arguments` make, whatever its length.
-std::string formatText(const char *format, va_list arguments) {
-  // Most lines fit, and a thread that waits for days keeps no memory for having logged one.
-  std::array<char, 512> line;
-  va_list again;
-  va_copy(again, arguments);
-  const int length = std::vsnprintf(line.data(), line.size(), format, arguments);
-  std::string text;
-  if (length < 0) {
-    text = format;
-  } else if (static_cast<size_t>(length) < line.size()) {
-    text.assign(line.data(), static_cast<size_t>(length));
-  } else {
-    text.resize(static_cast<size_t>(length));
-    std::vsnprintf(text.data(), text.size() + 1, format, again);
-  }
-  va_end(again);
-  return text;
-}
-
 }  // namespace
 
 void writeToLogSinks(const LogLine &line) {
@@ -125,19 +105,32 @@ void writeSystemLog(uint32_t severity, const std::string &text) {
 
 extern "C" int32_t AaSysLogPrint(uint32_t severity, const char *format, ...) {
   if (format == nullptr) return EINVAL;
+  // Most lines fit, and a thread that waits for days keeps no memory for having logged one.
+  std::array<char, 512> shortText;
   va_list arguments;
   va_start(arguments, format);
+  const int length = std::vsnprintf(shortText.data(), shortText.size(), format, arguments);
+  va_end(arguments);
   int32_t result = 0;
   try {
+    std::string text;
+    if (length < 0) {
+      text = format;
+    } else if (static_cast<size_t>(length) < shortText.size()) {
+      text.assign(shortText.data(), static_cast<size_t>(length));
+    } else {
+      text.resize(static_cast<size_t>(length));
+      va_start(arguments, format);
+      std::vsnprintf(text.data(), text.size() + 1, format, arguments);
+      va_end(arguments);
+    }
     // A program that only logs is one of the node as well: its first line opens the store.
     orv::nodeStore();
-    const std::string text = orv::formatText(format, arguments);
     orv::writeSystemLog(severity, text);
     if (orv::inStartupEu()) orv::noteLogLine(text);
   } catch (const std::exception &) {
     result = ENOMEM;
   }
-  va_end(arguments);
   // The node's start-up has been deep in its stack, with a table of 64 definitions; its last word is a line of the log,
   // and then it waits for as long as the node is up.
   if (orv::inStartupEu()) orv::releaseUnusedStack();

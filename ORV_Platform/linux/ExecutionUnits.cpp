@@ -153,11 +153,13 @@ __attribute__((noinline)) void releaseUnusedStack() {
   // no harm.
   constexpr uintptr_t ROOM_BYTES = 256;
   if (gCurrentUnit == nullptr) return;
-  const auto frame = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
-  const uintptr_t end = (frame - ROOM_BYTES) / PAGE_BYTES * PAGE_BYTES;
+  auto *end = static_cast<std::byte *>(__builtin_frame_address(0)) - ROOM_BYTES;
+  end -= reinterpret_cast<uintptr_t>(end) % PAGE_BYTES;
   const uintptr_t lowest = gStackLimit / PAGE_BYTES * PAGE_BYTES + PAGE_BYTES;
-  const uintptr_t begin = std::max(end - RELEASED_STACK_BYTES, lowest);
-  if (begin < end) madvise(reinterpret_cast<void *>(begin), end - begin, MADV_DONTNEED);
+  const uintptr_t highest = reinterpret_cast<uintptr_t>(end);
+  if (highest <= lowest) return;
+  const size_t length = std::min<size_t>(highest - lowest, RELEASED_STACK_BYTES);
+  madvise(end - length, length, MADV_DONTNEED);
 }
 
 void joinEus() {
