@@ -46,11 +46,11 @@ Status syncDirectory(const std::string &path) {
 
 }  // namespace
 
-Status replaceFile(const std::string &path, mode_t mode, std::string_view content) {
+Status replaceFile(const std::string &path, mode_t mode, std::string_view content, const std::string &what) {
   const std::string temporary = path + ".new";
   if (const int error = writeAndSync(temporary, mode, content); error != 0) {
     unlink(temporary.c_str());
-    return systemFailure(error, "write " + temporary);
+    return systemFailure(error, "write " + (what.empty() ? what : what + " ") + temporary);
   }
   if (rename(temporary.c_str(), path.c_str()) != 0) {
     return systemFailure(errno, "rename " + temporary + " to " + path);

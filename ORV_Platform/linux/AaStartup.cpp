@@ -57,14 +57,6 @@ void complainUnlessOk(uint32_t severity, const Status &status) {
   if (!status.ok()) platformComplain(severity, status.message);
 }
 
-void noteEvent(EventKind kind, const std::string &text) {
-  Event event;
-  event.kind = kind;
-  event.euId = currentEu();
-  event.text = text;
-  recordEvent(std::move(event));
-}
-
 Status earlyStartup() {
   // EUs wait for programs: an arena for each of them would be memory for nothing.
   mallopt(M_ARENA_MAX, 1);
@@ -129,7 +121,7 @@ Status ceStartup() {
   if (!status.ok()) return status;
   startGateway(*store);
   beginStartup();
-  noteEvent(EventKind::CE_STARTED, "node id " + std::to_string(run.nid));
+  recordEvent(EventKind::CE_STARTED, "node id " + std::to_string(run.nid));
   complainUnlessOk(SEVERITY_WARNING, startCaretaker());
   return Status::success();
 }
@@ -151,7 +143,7 @@ Status ceShutdown() {
   RunInfo run = store->run().value_or(RunInfo{});
   run.state = RunState::DOWN;
   complainUnlessOk(SEVERITY_WARNING, store->updateRun(run));
-  noteEvent(EventKind::CE_STOPPED, "");
+  recordEvent(EventKind::CE_STOPPED, "");
   clearMessageSockets(nodeDirectory());
   Status recorded = recordGracefulShutdown(stateDirectory());
   complainUnlessOk(SEVERITY_ERROR, recorded);

@@ -23,14 +23,6 @@ void complainUnlessOk(const Status &status) {
   if (!status.ok()) platformComplain(SEVERITY_ERROR, status.message);
 }
 
-void noteEvent(EventKind kind, const std::string &text) {
-  Event event;
-  event.kind = kind;
-  event.euId = currentEu();
-  event.text = text;
-  recordEvent(std::move(event));
-}
-
 void writeEntry(const FlightEntry &entry) {
   complainUnlessOk(withinStorageLimit("write the flight record", [entry] {
     FlightEntry own = entry;
@@ -39,7 +31,7 @@ void writeEntry(const FlightEntry &entry) {
 }
 
 void resetRefused(const std::string &reason) {
-  noteEvent(EventKind::RESET_REQUESTED, reason);
+  recordEvent(EventKind::RESET_REQUESTED, reason);
   flushRecords();
   platformLog(SEVERITY_WARNING, reason);
 }
@@ -52,7 +44,7 @@ bool resetIsHeld(const std::string &means) {
   const FlightEntry entry = resetEntry(FlightKind::RESET_HELD, means);
   const std::string text = "would have reset the board by " + means + ", as asked for by " + requesterText(entry) +
                            ": resets are held (orvctl reset hold --off lets them through)";
-  noteEvent(EventKind::RESET_HELD, text);
+  recordEvent(EventKind::RESET_HELD, text);
   platformLog(SEVERITY_WARNING, text);
   writeEntry(entry);
   return true;
@@ -60,7 +52,7 @@ bool resetIsHeld(const std::string &means) {
 
 void resetBegins(const std::string &means) {
   const FlightEntry entry = resetEntry(FlightKind::RESET_REQUESTED, means);
-  noteEvent(EventKind::RESET_REQUESTED, "board reset by " + means);
+  recordEvent(EventKind::RESET_REQUESTED, "board reset by " + means);
   flushRecords();
   platformLog(SEVERITY_WARNING, "board reset by " + means + ", as asked for by " + requesterText(entry));
   flushRecords();
@@ -72,7 +64,7 @@ void resetBegins(const std::string &means) {
 }
 
 void resetFailed(const std::string &reason) {
-  noteEvent(EventKind::RESET_REQUESTED, reason);
+  recordEvent(EventKind::RESET_REQUESTED, reason);
   flushRecords();
   platformLog(SEVERITY_ERROR, reason);
   writeEntry(resetEntry(FlightKind::RESET_FAILED, reason));

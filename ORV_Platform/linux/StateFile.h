@@ -16,8 +16,7 @@ namespace orv {
 Status readStateFile(const std::string &directory, const std::string &name, const std::string &what, size_t maxLength,
                      std::optional<std::string> &text);
 
-// Writes <directory>/<name>.new, syncs it, renames it to <directory>/<name> and syncs the directory. The caller keeps
-// two writers apart. Fails with the errno and what could not be done; the old file then stays.
+// Replaces <directory>/<name>; see ReplaceFile.h. The caller keeps two writers apart.
 Status replaceStateFile(const std::string &directory, const std::string &name, const std::string &what,
                         const std::string &text);
 

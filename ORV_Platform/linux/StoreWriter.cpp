@@ -13,6 +13,7 @@
 #include <mutex>
 #include <utility>
 
+#include "ExecutionUnits.h"
 #include "Platform.h"
 #include "ServiceThread.h"
 #include "SystemLog.h"
@@ -242,6 +243,14 @@ void recordEvent(Event event) {
   stamp(event);
   if (queued([&](Waiting &waiting) { queueEvent(waiting, std::move(event)); })) return;
   if (NodeStore *store = openNodeStore()) reportUnlessOk(store->appendEvent(event));
+}
+
+void recordEvent(EventKind kind, const std::string &text) {
+  Event event;
+  event.kind = kind;
+  event.euId = currentEu();
+  event.text = text;
+  recordEvent(std::move(event));
 }
 
 void recordLogLine(LogLine line, uint32_t euId) {

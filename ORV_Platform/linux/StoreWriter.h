@@ -39,6 +39,9 @@ void flushRecords();
 // The time stamp and the process are those of the call.
 void recordEvent(Event event);
 
+// The same for an event of the calling EU that is no more than a text.
+void recordEvent(EventKind kind, const std::string &text);
+
 // A line of the node's log: to the sinks of the system's log and, as an event of the EU `euId`, to the store.
 void recordLogLine(LogLine line, uint32_t euId);
 
