@@ -44,7 +44,7 @@ void OutputLines::complete(uint64_t nowNs, bool partial, std::vector<OutputLine>
   if (lastWords_.size() < LAST_WORDS_LINES) {
     lastWords_.push_back(line.text);
   } else {
-    lastWords_[(lineCount_ - 1) % LAST_WORDS_LINES] = line.text;
+    lastWords_[static_cast<size_t>((lineCount_ - 1) % LAST_WORDS_LINES)] = line.text;
   }
   lines.push_back(std::move(line));
 }
