@@ -93,6 +93,7 @@ void expectUsageAndFailure(const TestNode &node, const std::vector<std::string> 
   start.environment = {"NOTIFY_SOCKET=" + node.path("notify")};
   const auto daemon = node.daemon(arguments, start);
   EXPECT_TRUE(exitedWith(daemon->waitForExit(), 1));
+  daemon->waitForOutputLineWith(USAGE.back());
   EXPECT_EQ(daemon->outputLines(), USAGE);
   Lines errors = daemon->errorLines();
   ASSERT_FALSE(errors.empty());
@@ -124,6 +125,7 @@ TEST_F(DaemonOptions, ReadinessIsToldOnceInAWholeRun) {
 
 TEST_F(DaemonOptions, HelpPrintsTheUsageAndTheStartupGoesOn) {
   const auto daemon = node.startedDaemon({"-h"});
+  daemon->waitForOutputLineWith(USAGE.back());
   EXPECT_EQ(daemon->outputLines(), USAGE);
   expectGracefulEnd(*daemon);
 }
@@ -132,6 +134,7 @@ TEST_F(DaemonOptions, HelpTwicePrintsTheUsageTwice) {
   const auto daemon = node.startedDaemon({"-hh"});
   Lines twice = USAGE;
   twice.insert(twice.end(), USAGE.begin(), USAGE.end());
+  daemon->waitForOutputLineWith(USAGE.back(), 2);
   EXPECT_EQ(daemon->outputLines(), twice);
   expectGracefulEnd(*daemon);
 }
@@ -246,6 +249,7 @@ TEST_F(DaemonOptions, StartupKeysWithoutAValueDoNotStopTheDaemon) {
 TEST_F(DaemonOptions, SlaveNodesBecomeTags) {
   const auto daemon = node.startedDaemon(
       {"--startup=slavenids=0x2011:192.168.10.102:15156#0x3011:192.168.10.103:15157#0:10.0.0.1:1##0x41:300.1.1.1:1#"});
+  daemon->waitForOutputLineWith("AddSlave/ Failed to get GW IP for slave 4");
   EXPECT_EQ(daemon->outputLines(), (Lines{
                                        "AddSlave/ slave 1 nid=0x2011",
                                        "AddSlave/ slave 1 ip=192.168.10.102",
