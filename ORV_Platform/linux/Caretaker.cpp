@@ -19,6 +19,7 @@
 #include <utility>
 #include <vector>
 
+#include "ExecutionUnits.h"
 #include "Guard.h"
 #include "Orphans.h"
 #include "Platform.h"
@@ -146,6 +147,7 @@ class Later {
 };
 
 void *runCaretaker(void *) {
+  markStack(SERVICE_STACK_BYTES);
   Caretaker &all = caretaker();
   ProgramOutputs outputs;
   Later later;
@@ -165,7 +167,7 @@ void *runCaretaker(void *) {
       const uint64_t what = events[static_cast<size_t>(i)].data.u64;
       if (what == CHILD_SIGNAL || what == WAKE) {
         drain(what == WAKE ? all.wakeUp : all.childSignal);
-        collectOrphans();
+        if (!programsAreEnded()) collectOrphans();  // the shutdown does it itself
       } else if (what == READINESS) {
         takeReadinessMessages(all.readiness);
       } else {
@@ -174,6 +176,7 @@ void *runCaretaker(void *) {
     }
     if (!later.isDue()) continue;
     outputs.flushUnfinishedLines();
+    releaseUnusedStack();
     if (std::exchange(orphansMayLive, false) && !programsAreEnded()) guardOrphans();
   }
 }

@@ -32,8 +32,8 @@ struct ExecutionUnit {
   bool isStartup = false;  // see StartupStage.h
 };
 
-// How much of the stack below its frame an EU gives back. Deeper it seldom gets, and what starts it off lies above: the
-// start-up's table with its calls, thread-local data. All of it together is well within MIN_STACK_BYTES.
+// How much of the stack below its frame a thread gives back. Deeper it seldom gets, and what starts it off lies above:
+// the start-up's table with its calls, thread-local data. All of it together is well within MIN_STACK_BYTES.
 constexpr size_t RELEASED_STACK_BYTES = 128UL * 1024;
 constexpr size_t PAGE_BYTES = 4096;
 
@@ -63,7 +63,7 @@ void reportUnlessOk(const Status &status) {
 void *runUnit(void *argument) {
   std::unique_ptr<ExecutionUnit> unit(static_cast<ExecutionUnit *>(argument));
   gCurrentUnit = unit.get();
-  gStackLimit = reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) - (MIN_STACK_BYTES - ABOVE_FIRST_FRAME_BYTES);
+  markStack(MIN_STACK_BYTES);
   pthread_setname_np(pthread_self(), unit->record.name.substr(0, KERNEL_NAME_LENGTH).c_str());
   if (unit->isStartup) enterStartupEu();
   void *result = unit->entry(unit->argument.get());
@@ -148,11 +148,15 @@ EuRecord *currentEuRecord() {
   return gCurrentUnit == nullptr ? nullptr : &gCurrentUnit->record;
 }
 
+void markStack(size_t stackBytes) {
+  gStackLimit = reinterpret_cast<uintptr_t>(__builtin_frame_address(0)) - (stackBytes - ABOVE_FIRST_FRAME_BYTES);
+}
+
 __attribute__((noinline)) void releaseUnusedStack() {
   // The call that does it needs some room below this frame. Larger pages than assumed make the request fail, which does
   // no harm.
   constexpr uintptr_t ROOM_BYTES = 256;
-  if (gCurrentUnit == nullptr) return;
+  if (gStackLimit == 0) return;
   auto *end = static_cast<std::byte *>(__builtin_frame_address(0)) - ROOM_BYTES;
   end -= reinterpret_cast<uintptr_t>(end) % PAGE_BYTES;
   const uintptr_t lowest = gStackLimit / PAGE_BYTES * PAGE_BYTES + PAGE_BYTES;

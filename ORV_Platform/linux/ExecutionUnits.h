@@ -35,8 +35,12 @@ std::string currentEuName();
 // The calling EU's record, for the calling thread alone to read and write; null for a thread that is no EU.
 EuRecord *currentEuRecord();
 
-// Gives the memory of the calling EU's stack back that lies below the caller's frame: for an EU that is about to wait
-// for long. Does nothing in a thread that is no EU.
+// Says how large the calling thread's stack is, for releaseUnusedStack. To be called in the thread's first function; an
+// EU has been told already.
+void markStack(size_t stackBytes);
+
+// Gives the memory of the calling thread's stack back that lies below the caller's frame: for one that is about to wait
+// for long. Does nothing in a thread whose stack is not known.
 void releaseUnusedStack();
 
 // Waits until every joinable EU has ended, those that are created meanwhile included. One caller at a time.

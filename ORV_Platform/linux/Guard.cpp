@@ -105,6 +105,12 @@ Status startGuard() {
   return launchGuard(state);
 }
 
+void killGuard() {
+  GuardState &state = guardState();
+  const std::lock_guard lock(state.mutex);
+  if (state.pid != 0) kill(state.pid, SIGKILL);
+}
+
 void stopGuard() {
   GuardState &state = guardState();
   const std::lock_guard lock(state.mutex);

@@ -18,7 +18,8 @@ Status prepareGuard();
 // have started outlives its death; the failure says so.
 Status startGuard();
 
-// Ends the guard and waits for its end: everything is gone already, or is to stay.
+// Ends the guard, everything being gone already or being to stay; the second also waits for its end.
+void killGuard();
 void stopGuard();
 
 bool isGuard(pid_t pid);

@@ -14,6 +14,7 @@ namespace orv {
 namespace {
 
 void replaceGuard() {
+  if (programsAreEnded()) return;  // the shutdown has ended it
   platformLog(SEVERITY_WARNING, "the guard has ended; another one is started");
   const Status status = startGuard();
   if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);

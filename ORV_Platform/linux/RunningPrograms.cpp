@@ -18,6 +18,7 @@
 #include "Guard.h"
 #include "Orphans.h"
 #include "ProcessScan.h"
+#include "StoreWriter.h"
 
 namespace orv {
 namespace {
@@ -153,14 +154,20 @@ void endProgramStart(const RunningProgram &program) {
 }
 
 bool programHasEnded(pid_t pid) {
+  ProgramTable &table = programTable();
+  bool orphansWait = false;
+  {
+    const std::lock_guard lock(table.mutex);
+    table.running.erase(pid);
+    if (table.running.empty()) table.changed.notify_all();
+    // The shutdown looks for everybody itself.
+    if (table.shuttingDown) return true;
+    orphansWait = std::exchange(table.orphansWait, false);
+  }
+  if (orphansWait) wakeForOrphans();
   // Its group outlives it where it left members, which the guard then knows by the group.
   if (kill(-pid, 0) != 0) unguardProcess(pid);
-  ProgramTable &table = programTable();
-  const std::lock_guard lock(table.mutex);
-  table.running.erase(pid);
-  table.changed.notify_all();
-  if (std::exchange(table.orphansWait, false)) wakeForOrphans();
-  return table.shuttingDown;
+  return false;
 }
 
 std::vector<RunningProgram> runningPrograms() {
@@ -194,6 +201,8 @@ Status endPrograms(uint32_t graceMs) {
   stopStarts(table);
   signalGroups(SIGTERM);
   if (waitForPrograms(table, std::min(deadline, start + SEARCH_DELAY))) {
+    killGuard();
+    flushRecords();  // while the guard ends
     stopGuard();
     if (nobodyIsLeft()) return Status::success();
     static_cast<void>(startGuard());

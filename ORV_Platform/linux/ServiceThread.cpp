@@ -5,15 +5,13 @@
 namespace orv {
 
 int startServiceThread(const char *name, void *(*entry)(void *), void *argument, pthread_t &thread) {
-  // LMDB and libsystemd are the largest users; sanitizers multiply that.
-  constexpr size_t STACK_BYTES = 256 * 1024;
   sigset_t all;
   sigset_t previous;
   sigfillset(&all);
   pthread_sigmask(SIG_SETMASK, &all, &previous);
   pthread_attr_t attributes;
   pthread_attr_init(&attributes);
-  pthread_attr_setstacksize(&attributes, STACK_BYTES);
+  pthread_attr_setstacksize(&attributes, SERVICE_STACK_BYTES);
   const int error = pthread_create(&thread, &attributes, entry, argument);
   pthread_attr_destroy(&attributes);
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);

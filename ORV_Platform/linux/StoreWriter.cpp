@@ -140,6 +140,7 @@ void writeWaiting(Waiting &waiting) {
 }
 
 void *runWriter(void *) {
+  markStack(SERVICE_STACK_BYTES);
   Writer &all = writer();
   std::unique_lock lock(all.mutex);
   const auto hurry = [&] { return all.ending || all.flushesWanted != 0; };
@@ -148,6 +149,7 @@ void *runWriter(void *) {
     if (!trimmed && !all.somethingToDo.wait_for(lock, QUIET_TIME, hasWork)) {
       lock.unlock();
       malloc_trim(0);
+      releaseUnusedStack();
       lock.lock();
     }
     all.somethingToDo.wait(lock, hasWork);
