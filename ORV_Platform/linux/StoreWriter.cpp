@@ -22,7 +22,7 @@ namespace orv {
 namespace {
 
 // How long the first record of a burst waits for the others.
-constexpr auto GATHERING_TIME = std::chrono::milliseconds(2);
+constexpr auto GATHERING_TIME = std::chrono::milliseconds(5);
 
 // After so long without a record a burst is over, and the memory it took goes back to the system.
 constexpr auto QUIET_TIME = std::chrono::milliseconds(100);
@@ -91,13 +91,11 @@ Event droppedNotice(uint64_t count) {
 // and LMDB keeps the memory for the next one.
 class Batch {
  public:
-  explicit Batch(NodeStore &store) : store_(store) {
-    entries_.reserve(MAX_ENTRIES);
-  }
+  Batch(NodeStore &store, size_t limit) : store_(store), limit_(limit) {}
 
   void add(StoreEntry &&entry) {
     entries_.push_back(std::move(entry));
-    if (entries_.size() == MAX_ENTRIES) write();
+    if (entries_.size() == limit_) write();
   }
 
   void write() {
@@ -106,9 +104,8 @@ class Batch {
   }
 
  private:
-  static constexpr size_t MAX_ENTRIES = 32;
-
   NodeStore &store_;
+  size_t limit_;
   std::vector<StoreEntry> entries_;
 };
 
@@ -118,13 +115,16 @@ Status setReadyTag(NodeStore &store, const std::string &name, const Setter &sett
   return store.setTag(name, value, setter);
 }
 
-void writeWaiting(Waiting &waiting) {
+// `hurried`: somebody waits for it.
+void writeWaiting(Waiting &waiting, bool hurried) {
+  constexpr size_t USUAL_ENTRIES = 16;
+  constexpr size_t HURRIED_ENTRIES = 1024;
   for (const LogLine &line : waiting.logLines)
     writeToLogSinks(line);
   NodeStore *open = openNodeStore();
   if (open == nullptr) return;
   NodeStore &store = *open;
-  Batch batch(store);
+  Batch batch(store, hurried ? HURRIED_ENTRIES : USUAL_ENTRIES);
   for (auto &[id, record] : waiting.eus)
     batch.add({std::move(record), std::nullopt});
   for (Event &event : waiting.events)
@@ -156,9 +156,10 @@ void *runWriter(void *) {
     all.somethingToDo.wait_for(lock, GATHERING_TIME, hurry);
     Waiting batch = std::exchange(all.waiting, {});
     const uint64_t number = ++all.batchesTaken;
+    const bool hurried = hurry();
     all.flushesWanted = 0;
     lock.unlock();
-    writeWaiting(batch);
+    writeWaiting(batch, hurried);
     lock.lock();
     all.batchesWritten = number;
     all.written.notify_all();
