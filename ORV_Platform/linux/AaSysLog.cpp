@@ -120,9 +120,10 @@ extern "C" int32_t AaSysLogPrint(uint32_t severity, const char *format, ...) {
       text.assign(shortText.data(), static_cast<size_t>(length));
     } else {
       text.resize(static_cast<size_t>(length));
-      va_start(arguments, format);
-      std::vsnprintf(text.data(), text.size() + 1, format, arguments);
-      va_end(arguments);
+      va_list again;
+      va_start(again, format);
+      std::vsnprintf(text.data(), text.size() + 1, format, again);
+      va_end(again);
     }
     // A program that only logs is one of the node as well: its first line opens the store.
     orv::nodeStore();
