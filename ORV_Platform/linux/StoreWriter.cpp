@@ -9,6 +9,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <map>
 #include <mutex>
 #include <utility>
@@ -22,7 +23,7 @@ namespace orv {
 namespace {
 
 // How long the first record of a burst waits for the others.
-constexpr auto GATHERING_TIME = std::chrono::milliseconds(5);
+constexpr auto GATHERING_TIME = std::chrono::milliseconds(2);
 
 // After so long without a record a burst is over, and the memory it took goes back to the system.
 constexpr auto QUIET_TIME = std::chrono::milliseconds(100);
@@ -99,14 +100,23 @@ class Batch {
   }
 
   void write() {
-    if (!entries_.empty()) reportUnlessOk(store_.write(entries_));
+    if (entries_.empty()) return;
+    const Status written = store_.write(entries_);
+    reportUnlessOk(written);
+    if (!written.ok()) std::move(entries_.begin(), entries_.end(), std::back_inserter(refused_));
     entries_.clear();
+  }
+
+  // What the store did not take: full for the moment, perhaps.
+  std::vector<StoreEntry> &refused() {
+    return refused_;
   }
 
  private:
   NodeStore &store_;
   size_t limit_;
   std::vector<StoreEntry> entries_;
+  std::vector<StoreEntry> refused_;
 };
 
 Status setReadyTag(NodeStore &store, const std::string &name, const Setter &setter) {
@@ -115,14 +125,14 @@ Status setReadyTag(NodeStore &store, const std::string &name, const Setter &sett
   return store.setTag(name, value, setter);
 }
 
-// `hurried`: somebody waits for it.
-void writeWaiting(Waiting &waiting, bool hurried) {
-  constexpr size_t USUAL_ENTRIES = 16;
+// `hurried`: somebody waits for it. Returns what the store did not take.
+std::vector<StoreEntry> writeWaiting(Waiting &waiting, bool hurried) {
+  constexpr size_t USUAL_ENTRIES = 32;
   constexpr size_t HURRIED_ENTRIES = 1024;
   for (const LogLine &line : waiting.logLines)
     writeToLogSinks(line);
   NodeStore *open = openNodeStore();
-  if (open == nullptr) return;
+  if (open == nullptr) return {};
   NodeStore &store = *open;
   Batch batch(store, hurried ? HURRIED_ENTRIES : USUAL_ENTRIES);
   for (auto &[id, record] : waiting.eus)
@@ -137,6 +147,23 @@ void writeWaiting(Waiting &waiting, bool hurried) {
     reportUnlessOk(store.appendOutput(id, lines));
   for (const auto &[id, text] : waiting.statuses)
     reportUnlessOk(store.setEuStatus(id, text));
+  return std::move(batch.refused());
+}
+
+// Puts what the store did not take before what has come since.
+void waitAgain(Waiting &waiting, std::vector<StoreEntry> &&refused) {
+  std::vector<Event> events;
+  for (StoreEntry &entry : refused) {
+    if (entry.eu) waiting.eus.try_emplace(entry.eu->id, std::move(*entry.eu));
+    if (entry.event) events.push_back(std::move(*entry.event));
+  }
+  const size_t room = 2 * MAX_WAITING_EVENTS - std::min(2 * MAX_WAITING_EVENTS, waiting.events.size());
+  if (events.size() > room) {
+    waiting.droppedEvents += events.size() - room;
+    events.resize(room);
+  }
+  waiting.events.insert(waiting.events.begin(), std::make_move_iterator(events.begin()),
+                        std::make_move_iterator(events.end()));
 }
 
 void *runWriter(void *) {
@@ -159,8 +186,9 @@ void *runWriter(void *) {
     const bool hurried = hurry();
     all.flushesWanted = 0;
     lock.unlock();
-    writeWaiting(batch, hurried);
+    std::vector<StoreEntry> refused = writeWaiting(batch, hurried);
     lock.lock();
+    if (!refused.empty() && !all.ending) waitAgain(all.waiting, std::move(refused));
     all.batchesWritten = number;
     all.written.notify_all();
     if (all.ending && all.waiting.empty()) return nullptr;
