@@ -24,6 +24,7 @@
 #include "RehearsalOptions.h"
 #include "ResetCommand.h"
 #include "Suggestion.h"
+#include "Terminal.h"
 
 namespace {
 
@@ -44,9 +45,9 @@ using Action = std::function<int(const Arguments &arguments, std::string &output
 
 constexpr const char *REHEARSE = "rehearse";
 
-// Whether the word before a command is one of the two options whose value is a word of its own.
+// Whether the word before a command is one of the options whose value is a word of its own.
 bool takesNextWord(const std::string &word) {
-  return word == "--node-dir" || word == "--state-dir";
+  return word == "--node-dir" || word == "--state-dir" || word == "--color";
 }
 
 // The first word that is no option: the command, if there is one of that name.
@@ -65,7 +66,7 @@ class CommandLine {
     app_.require_subcommand(1);
     app_.footer(FOOTER);
     app_.set_help_flag("-h,--help", "Say this");
-    addDirectories(app_);
+    addCommonOptions(app_);
     addTagCommands();
     addRadCommands();
     addLog();
@@ -98,18 +99,27 @@ class CommandLine {
  private:
   // Before a command or after it: on every level, since a level that hands unknown words up to the one above would take
   // a tag named "status" for the command.
-  void addDirectories(CLI::App &app) {
+  void addCommonOptions(CLI::App &app) {
     app.add_option("--node-dir", arguments_.nodeDirectory, "Node directory (else ORV_NODE_DIR, else the usual one)")
         ->type_name("DIR");
     app.add_option("--state-dir", arguments_.stateDirectory, "State directory (else ORV_STATE_DIR, else the usual one)")
         ->type_name("DIR");
+    app.add_option_function<std::string>("--color", takeColourUse, "auto (on a terminal), always or never")
+        ->check(CLI::IsMember({"auto", "always", "never"}).description(""))
+        ->type_name("WHEN");
+  }
+
+  static void takeColourUse(const std::string &word) {
+    orv::useColours(word == "always"  ? orv::ColourUse::ALWAYS
+                    : word == "never" ? orv::ColourUse::NEVER
+                                      : orv::ColourUse::AUTO);
   }
 
   CLI::App *addCommand(CLI::App &parent, const std::string &name, const std::string &description,
                        const Action &action) {
     CLI::App *command = parent.add_subcommand(name, description);
     command->parse_complete_callback([this, action] { action_ = action; });
-    addDirectories(*command);
+    addCommonOptions(*command);
     return command;
   }
 
@@ -135,13 +145,13 @@ class CommandLine {
   void addKeysCommands() {
     CLI::App *group = app_.add_subcommand("keys", "Keys of the gateway between nodes");
     group->require_subcommand(1);
-    addDirectories(*group);
+    addCommonOptions(*group);
     orv::keys::addCommands(*group, keys_,
                            [this](CLI::App &parent, const std::string &name, const std::string &description,
                                   const Action &action) { return addCommand(parent, name, description, action); });
   }
 
-  // No directories: it has no node.
+  // No common options: it has no node.
   void addRehearse() {
     CLI::App *command = app_.add_subcommand(REHEARSE, "What the start-up of a node would be like, without a board");
     command->parse_complete_callback([this] {
@@ -157,7 +167,7 @@ class CommandLine {
   void addTagCommands() {
     CLI::App *tag = app_.add_subcommand("tag", "Tags");
     tag->require_subcommand(1);
-    addDirectories(*tag);
+    addCommonOptions(*tag);
 
     CLI::App *set = addCommand(*tag, "set", "Set a tag", orv::tagSet);
     addTagName(*set);
@@ -186,7 +196,7 @@ class CommandLine {
   void addRadCommands() {
     CLI::App *rad = app_.add_subcommand("rad", "RAD parameters");
     rad->require_subcommand(1);
-    addDirectories(*rad);
+    addCommonOptions(*rad);
     CLI::App *set = addCommand(*rad, "set", "Set a parameter", orv::radSet);
     addNumber(*set, "NUMBER", "Number of the parameter, also as 0x...", arguments_.radNumber);
     addNumber(*set, "VALUE", "Value, also as 0x...", arguments_.radValue);
@@ -200,7 +210,7 @@ class CommandLine {
     why->add_flag("--json", arguments_.json, "As one JSON object, with the last events");
     CLI::App *reset = app_.add_subcommand("reset", "Board resets that the node requests");
     reset->require_subcommand(1);
-    addDirectories(*reset);
+    addCommonOptions(*reset);
     CLI::App *hold = addCommand(*reset, "hold", "Hold resets off while somebody debugs", orv::resetHold);
     CLI::Option *minutes = addParsed(*hold, "MINUTES", "For how long: 1 to 1440 (else 30)", "a number from 1 to 1440",
                                      [this](const std::string &text) { return takeHoldMinutes(text); });
@@ -212,7 +222,7 @@ class CommandLine {
   void addMessageCommands() {
     CLI::App *messages = app_.add_subcommand("msg", "Messages between programs of the node");
     messages->require_subcommand(1);
-    addDirectories(*messages);
+    addCommonOptions(*messages);
     orv::addSendOptions(
         *addCommand(*messages, "send", "Send a message",
                     [this](const Arguments &arguments, std::string &) { return orv::msgSend(arguments, message_); }),
@@ -295,7 +305,7 @@ std::string commandProblem(const CLI::App &root, const std::vector<std::string> 
     const std::vector<std::string> names = commandNames(*app);
     if (names.empty()) return "";
     if (words[i].starts_with("-")) {
-      // The two options with a value are all that can stand before a command.
+      // The common options are all that can stand before a command.
       if (app->get_option_no_throw(words[i].substr(0, words[i].find('='))) == nullptr) return "";
       if (takesNextWord(words[i])) ++i;
       continue;
