@@ -4,6 +4,8 @@
 #include <sys/mount.h>
 
 #include <atomic>
+#include <chrono>
+#include <fstream>
 #include <thread>
 #include <vector>
 
@@ -241,6 +243,50 @@ TEST_F(NodeStoreProcesses, WriterThatDiesWithTheLockGivesItBack) {
   progress.await(1);
   writer.end(SIGKILL);
   EXPECT_TRUE(store->setTag("a", u32(1)).ok());
+  EXPECT_TRUE(store->tagIsSet("a"));
+}
+
+// Holds the place at the head of the queue of writers, which is a lock of the file.
+int holdQueue(const std::string &file, const Progress &progress) {
+  const int descriptor = open(file.c_str(), O_RDWR | O_CLOEXEC);
+  struct flock lock {};
+  lock.l_type = F_WRLCK;
+  lock.l_whence = SEEK_SET;
+  if (descriptor < 0 || fcntl(descriptor, F_SETLK, &lock) != 0 || !progress.tell()) return 1;
+  for (;;)
+    pause();
+}
+
+// Whether a process waits for a lock that `pid` holds on a file: the kernel lists it below that lock.
+bool isWaitedFor(pid_t pid) {
+  std::ifstream locks("/proc/locks");
+  bool isHeld = false;
+  for (std::string line; std::getline(locks, line);) {
+    if (contains(line, "-> POSIX")) {
+      if (isHeld) return true;
+    } else {
+      isHeld = contains(line, " WRITE " + std::to_string(pid) + " ");
+    }
+  }
+  return false;
+}
+
+TEST_F(NodeStoreProcesses, WritersQueueUpAtTheFileAndGoOnWhenItsHolderIsKilled) {
+  const auto store = create();
+  const Progress progress;
+  Child holder([&] { return holdQueue(file(), progress); });
+  progress.await(1);
+  std::atomic<bool> isSet = false;
+  std::thread setter([&] {
+    EXPECT_TRUE(store->setTag("a", u32(1)).ok());
+    isSet = true;
+  });
+  while (!isWaitedFor(holder.pid()) && !isSet)
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_FALSE(isSet);
+  EXPECT_FALSE(store->tagIsSet("a")) << "reading is not held up";
+  holder.end(SIGKILL);
+  setter.join();
   EXPECT_TRUE(store->tagIsSet("a"));
 }
 

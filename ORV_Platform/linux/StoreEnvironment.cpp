@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
 #include <iterator>
 #include <utility>
 
@@ -307,6 +308,42 @@ void StoreEnvironment::forgetDeadReaders() {
   mdb_reader_check(environment_, &count);  // result not examined: the next opening tries again
 }
 
+// Writers queue up here and not at LMDB's mutex. Where its owner is killed in the few instructions between giving it
+// back and waking the next, and somebody else takes it meanwhile, the kernel wakes nobody, and who sleeps there sleeps
+// for ever. The lock of a file has no such gap; and one of this kind belongs to the process alone, so that none of its
+// children keeps it when it is killed.
+int StoreEnvironment::lockWriters() {
+  constexpr timespec A_MOMENT = {0, 1'000'000};
+  mdb_filehandle_t descriptor = -1;
+  if (const int code = mdb_env_get_fd(environment_, &descriptor); code != 0) return code;
+  writersOfThisProcess_.lock();
+  struct flock wanted {};
+  wanted.l_type = F_WRLCK;
+  wanted.l_whence = SEEK_SET;
+  while (fcntl(descriptor, F_SETLKW, &wanted) != 0) {
+    if (errno == EINTR) continue;
+    // The kernel takes threads of a process for one: who waits for a lock of another file is no reason to give up.
+    if (errno == EDEADLK) {
+      nanosleep(&A_MOMENT, nullptr);
+      continue;
+    }
+    const int error = errno;
+    writersOfThisProcess_.unlock();
+    return error;
+  }
+  return 0;
+}
+
+void StoreEnvironment::unlockWriters() {
+  mdb_filehandle_t descriptor = -1;
+  mdb_env_get_fd(environment_, &descriptor);  // as in lockWriters
+  struct flock lock {};
+  lock.l_type = F_UNLCK;
+  lock.l_whence = SEEK_SET;
+  fcntl(descriptor, F_SETLK, &lock);
+  writersOfThisProcess_.unlock();
+}
+
 MDB_txn *StoreEnvironment::takeIdleReader() {
   for (std::atomic<MDB_txn *> &idle : idleReaders_) {
     if (idle.load(std::memory_order_relaxed) == nullptr) continue;
@@ -363,12 +400,19 @@ int ReadTransaction::get(Table table, std::string_view key, std::string_view &re
 WriteTransaction::WriteTransaction(StoreEnvironment &environment) : environment_(environment) {
   // A thread that is cancelled in here would keep the lock of all writers of the node.
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancelState_);
-  code_ = mdb_txn_begin(environment_.handle(), nullptr, 0, &transaction_);
+  code_ = environment_.lockWriters();
+  isLocked_ = code_ == 0;
+  if (isLocked_) code_ = mdb_txn_begin(environment_.handle(), nullptr, 0, &transaction_);
 }
 
 WriteTransaction::~WriteTransaction() {
   if (transaction_ != nullptr) mdb_txn_abort(transaction_);
+  giveLockBack();
   pthread_setcancelstate(cancelState_, nullptr);
+}
+
+void WriteTransaction::giveLockBack() {
+  if (std::exchange(isLocked_, false)) environment_.unlockWriters();
 }
 
 int WriteTransaction::get(Table table, std::string_view key, std::string_view &record) const {
@@ -403,7 +447,9 @@ int WriteTransaction::count(Table table, size_t &records) const {
 
 int WriteTransaction::commit() {
   // Gone afterwards, committed or not.
-  return mdb_txn_commit(std::exchange(transaction_, nullptr));
+  const int code = mdb_txn_commit(std::exchange(transaction_, nullptr));
+  giveLockBack();
+  return code;
 }
 
 }  // namespace orv

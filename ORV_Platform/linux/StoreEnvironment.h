@@ -13,6 +13,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -72,6 +73,7 @@ class StoreEnvironment {
 
  private:
   friend class ReadTransaction;
+  friend class WriteTransaction;
 
   // Read transactions that wait for their next use, each with its place in the table of readers: taking one up again
   // needs no lock and no memory. One for each thread that reads at the same moment; what exceeds that is not kept.
@@ -87,6 +89,8 @@ class StoreEnvironment {
   int checkNode(MDB_txn *transaction) const;
   int checkPages(MDB_txn *transaction) const;
   int checkPagesOnce(MDB_txn *transaction) const;
+  int lockWriters();
+  void unlockWriters();
   MDB_txn *takeIdleReader();
   void putIdleReader(MDB_txn *transaction);
 
@@ -94,6 +98,7 @@ class StoreEnvironment {
   MDB_env *environment_ = nullptr;
   bool endWasMissing_ = false;
   bool isLockless_ = false;
+  std::mutex writersOfThisProcess_;  // the file's lock belongs to the process
   std::array<MDB_dbi, TABLE_COUNT> tables_{};
   std::array<std::atomic<MDB_txn *>, IDLE_READERS> idleReaders_{};
 };
@@ -160,9 +165,12 @@ class WriteTransaction {
   int commit();
 
  private:
+  void giveLockBack();
+
   StoreEnvironment &environment_;
   MDB_txn *transaction_ = nullptr;
   int code_ = 0;
+  bool isLocked_ = false;
   int cancelState_ = 0;
 };
 
