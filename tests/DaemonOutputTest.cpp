@@ -142,8 +142,8 @@ TEST_F(DaemonOutput, LastLinesDuringTheShutdownAreKept) {
   const auto daemon = node.startedDaemon({"-v"});
   outputOf("app", [](const auto &all) { return !all.first.empty(); });
   expectGracefulEnd(*daemon);
-  const orv::ProgramOutput output = outputOf("app", [](const auto &all) { return all.first.size() == 3; });
-  EXPECT_EQ(output.first[2].text, "going");
+  // Between the two there may be the shell's word on what it had running.
+  outputOf("app", [](const auto &all) { return all.first.size() > 1 && all.first.back().text == "going"; });
 }
 
 TEST_F(DaemonOutput, ProgramIsNotHeldUpByAStandardOutputThatNobodyReads) {

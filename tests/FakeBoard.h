@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -13,6 +14,7 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "FlightRecord.h"
@@ -95,10 +97,14 @@ class FakeBoard : public DaemonTest {
     expectGracefulEnd(*daemon);
     return daemon->errorLines();
   }
-  // Starts the daemon and kills it once its start-up is complete.
+  // Starts the daemon and kills it once its start-up is complete and on record.
   void startAndKill() const {
+    const uint64_t before = lastEntry();
     const auto daemon = start();
     daemon->waitForErrorLine(infoLine("ceInternalStartup: CE start-up complete"));
+    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (lastEntry() == before && std::chrono::steady_clock::now() < limit)
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
     daemon->signal(SIGKILL);
     daemon->waitForExit();
     waitForNoDescendants();
@@ -122,6 +128,10 @@ class FakeBoard : public DaemonTest {
   }
 
  private:
+  uint64_t lastEntry() const {
+    const orv::FlightRecord record = flight();
+    return record.entries.empty() ? 0 : record.entries.back().sequence;
+  }
   std::string watchdog() const {
     return node.path("watchdogs/watchdog0");
   }

@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 #include <time.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -17,9 +19,11 @@
 #include <fstream>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AaStartup.h"
+#include "AaSysLog.h"
 #include "FreshDirectory.h"
 
 namespace orvtest {
@@ -35,6 +39,7 @@ constexpr unsigned TAG_SET_EVENT = 9;
 constexpr unsigned LOG_EVENT = 10;
 constexpr unsigned MESSAGE_SENT_EVENT = 12;
 constexpr unsigned MESSAGE_UNDELIVERED_EVENT = 13;
+constexpr unsigned INFO = 2;
 constexpr unsigned WARNING = 3;
 constexpr unsigned ERROR = 4;
 
@@ -85,8 +90,37 @@ class PlatformNode : public testing::Environment {
     return *static_cast<OrvStartupConfig *>(record);
   }
 
-  // The events since the running test began, oldest first.
+  // The events since the running test began, oldest first. The daemon's thread writes them: a line of the reader's own,
+  // which comes after all that happened before the call and is left out of the result, tells when they are there.
   static std::vector<NodeEvent> events() {
+    static unsigned calls = 0;
+    const std::string mark = "events asked for, call " + std::to_string(++calls);
+    AaSysLogPrint(INFO, "%s", mark.c_str());
+    constexpr int ATTEMPTS = 3000;
+    for (int attempt = 0; attempt < ATTEMPTS; ++attempt) {
+      std::vector<NodeEvent> found = readEvents();
+      const auto isMark = [&](const NodeEvent &event) { return event.text == mark; };
+      if (std::any_of(found.begin(), found.end(), isMark)) {
+        std::erase_if(found, [](const NodeEvent &event) { return event.text.starts_with("events asked for, call "); });
+        return found;
+      }
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    ADD_FAILURE() << "the line \"" << mark << "\" does not come";
+    return {};
+  }
+
+  // How many of these events of that kind and code have `part` in their text.
+  static size_t countEvents(unsigned kind, unsigned code, const std::string &part) {
+    size_t count = 0;
+    for (const NodeEvent &event : events()) {
+      if (event.kind == kind && event.code == code && event.text.find(part) != std::string::npos) ++count;
+    }
+    return count;
+  }
+
+ private:
+  static std::vector<NodeEvent> readEvents() {
     const std::string reader = std::filesystem::read_symlink("/proc/self/exe").parent_path() / "NodeEvents";
     FILE *output = popen(("'" + reader + "' '" + nodeDirectory() + "'").c_str(), "re");
     if (output == nullptr) std::abort();
@@ -104,16 +138,6 @@ class PlatformNode : public testing::Environment {
     return found;
   }
 
-  // How many of these events of that kind and code have `part` in their text.
-  static size_t countEvents(unsigned kind, unsigned code, const std::string &part) {
-    size_t count = 0;
-    for (const NodeEvent &event : events()) {
-      if (event.kind == kind && event.code == code && event.text.find(part) != std::string::npos) ++count;
-    }
-    return count;
-  }
-
- private:
   void (*prepare_)(const std::string &nodeDirectory);
 };
 

@@ -3,7 +3,6 @@
 #include <malloc.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -22,6 +21,7 @@
 #include "PlatformConfig.h"
 #include "PrintPort.h"
 #include "RunRecord.h"
+#include "RunStart.h"
 #include "RunningPrograms.h"
 #include "ServiceManager.h"
 #include "StartupStage.h"
@@ -51,8 +51,6 @@ namespace {
 
 constexpr uint32_t DEFAULT_GRACE_TIME_MS = 10000;
 
-std::atomic<uint32_t> gUngracefulCount{0};
-
 void complainUnlessOk(uint32_t severity, const Status &status) {
   if (!status.ok()) platformComplain(severity, status.message);
 }
@@ -71,6 +69,11 @@ Status earlyStartup() {
   run.startedRealtimeNs = realtimeNs();
   status = store.beginRun(run);
   if (!status.ok()) return status;
+  if (const int error = startStoreWriter(); error != 0) {
+    platformComplain(
+        SEVERITY_WARNING,
+        std::string("no thread for the node store, whose writing now holds up the EUs: ") + std::strerror(error));
+  }
   clearMessageSockets(nodeDirectory());
   const std::string fileName = configurationFile();
   if (configurationFileIsNamed() || access(fileName.c_str(), F_OK) == 0) {
@@ -79,39 +82,15 @@ Status earlyStartup() {
   return Status::success();
 }
 
-// Says what the run record makes of the last runs.
-void reportRunRecord(const RunRecord &record, const ResetLimits &limits) {
-  if (record.ungracefulCount != 0) {
-    platformComplain(SEVERITY_WARNING, "ungraceful CE shutdowns: " + std::to_string(record.ungracefulCount) +
-                                           "; a graceful shutdown clears them, and `orvctl ungraceful --clear` does");
-  }
-  if (record.resetsInARow != 0) {
-    platformComplain(SEVERITY_WARNING, "board resets in a row that this node requested soon after its start: " +
-                                           std::to_string(record.resetsInARow) + "; more than " +
-                                           std::to_string(limits.resetBudget) + " count as an ungraceful shutdown");
-  }
-}
-
 Status ceStartup() {
   NodeStore *store = nodeStore();
   if (store == nullptr) return Status::failure(ENODEV, "the CE cannot start without a node store");
-  if (const int error = startStoreWriter(); error != 0) {
-    platformComplain(
-        SEVERITY_WARNING,
-        std::string("no thread for the node store, whose writing now holds up the EUs: ") + std::strerror(error));
-  }
   complainUnlessOk(SEVERITY_ERROR, openPrintPort(gOrvStartupConfig.printIp, gOrvStartupConfig.printPort));
   if (gOrvStartupConfig.masterNid == 0) gOrvStartupConfig.masterNid = gOrvStartupConfig.nid;
   if (gOrvStartupConfig.rtConfigFile[0] != '\0') {
     complainUnlessOk(SEVERITY_ERROR, applyPlatformConfig(*store, gOrvStartupConfig.rtConfigFile));
   }
-  RunRecord record;
-  const ResetLimits limits = resetLimits(*store);
-  // Without a state directory the node runs all the same; it only cannot know how its last run ended.
-  complainUnlessOk(SEVERITY_ERROR, recordRunStart(*store, limits, record));
-  gUngracefulCount = record.ungracefulCount;
-  reportRunRecord(record, limits);
-
+  beginRunStart(*store, resetLimits(*store));
   RunInfo run = store->run().value_or(RunInfo{});
   run.state = RunState::UP;
   run.nid = gOrvStartupConfig.nid;
@@ -145,6 +124,7 @@ Status ceShutdown() {
   complainUnlessOk(SEVERITY_WARNING, store->updateRun(run));
   recordEvent(EventKind::CE_STOPPED, "");
   clearMessageSockets(nodeDirectory());
+  finishRunStart();
   Status recorded = recordGracefulShutdown(stateDirectory());
   complainUnlessOk(SEVERITY_ERROR, recorded);
   // A state directory that cannot be written has been reported with the run record.
@@ -185,5 +165,5 @@ extern "C" int32_t AaStartupCeShutdown(void) {
 }
 
 extern "C" uint32_t AaStartupCeUngracefulShutdownCount(uint32_t) {
-  return orv::gUngracefulCount;
+  return orv::ungracefulCount();
 }

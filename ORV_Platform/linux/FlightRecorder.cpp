@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -22,9 +21,6 @@
 
 namespace orv {
 namespace {
-
-// Longer than any healthy flash needs for two small files, shorter than an operator's patience.
-constexpr auto STORAGE_LIMIT = std::chrono::seconds(10);
 
 void complainUnlessOk(const Status &status) {
   if (!status.ok()) platformComplain(SEVERITY_WARNING, status.message);
@@ -118,7 +114,7 @@ void *runStorageJob(void *argument) {
 
 }  // namespace
 
-Status recordRunStart(const NodeStore &store, const ResetLimits &limits, RunRecord &record) {
+Status countRunStart(const NodeStore &store, const ResetLimits &limits, RunRecord &record, FlightEntry &entry) {
   const std::string directory = stateDirectory();
   StartFindings findings;
   // Said by recordStart below, which reads the same file.
@@ -128,19 +124,22 @@ Status recordRunStart(const NodeStore &store, const ResetLimits &limits, RunReco
   findings.word = askBoard(boardWordSources(store));
 
   Status started = recordStart(directory, limits, record);
-  FlightEntry entry = judgeLastRun(findings);
+  entry = judgeLastRun(findings);
   stamp(entry);
   entry.resetsInARow = record.resetsInARow;
   entry.ungracefulCount = record.ungracefulCount;
+  return started;
+}
+
+Status writeRunStart(FlightEntry &entry) {
+  const std::string directory = stateDirectory();
   Status written = prepareFlightRecord(directory);
   if (written.ok()) written = appendFlightEntry(directory, entry);
-  // A state directory that cannot be written has been reported once with the run record.
-  if (started.ok()) complainUnlessOk(written);
   if (entry.lastEnd != LastEnd::UNKNOWN && entry.lastEnd != LastEnd::STOPPED) {
     platformLog(SEVERITY_WARNING,
                 "the last run: " + std::string(lastEndText(entry.lastEnd)) + " (orvctl why-reset tells more)");
   }
-  return started;
+  return written;
 }
 
 Status recordRunStop() {

@@ -2,6 +2,7 @@
 #ifndef ORV_LINUX_FLIGHTRECORDER_H
 #define ORV_LINUX_FLIGHTRECORDER_H
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -12,10 +13,17 @@
 
 namespace orv {
 
-// The CE starts: joins what the last run left with the board's own word, counts the run in the run record (`record`, as
-// recordStart gives it) and writes the STARTED entry. What cannot be read or written is said in the log and does not
-// hinder the start. The result is recordStart's.
-Status recordRunStart(const NodeStore &store, const ResetLimits &limits, RunRecord &record);
+// What storage is given for two small files: longer than any healthy flash needs, shorter than an operator's patience.
+constexpr auto STORAGE_LIMIT = std::chrono::seconds(10);
+
+// The CE starts: joins what the last run left with the board's own word in `entry`, and counts the run in the run
+// record
+// (`record`, as recordStart gives it). What cannot be read is said in the log and does not hinder the start. The result
+// is recordStart's.
+Status countRunStart(const NodeStore &store, const ResetLimits &limits, RunRecord &record, FlightEntry &entry);
+
+// Writes that entry, and logs how the last run ended where that is worth a line. Fails with the errno.
+Status writeRunStart(FlightEntry &entry);
 
 // The CE has been shut down: writes the STOPPED entry.
 Status recordRunStop();

@@ -14,6 +14,7 @@
 #include "Platform.h"
 #include "ResetHold.h"
 #include "RunRecord.h"
+#include "RunStart.h"
 #include "StoreWriter.h"
 
 namespace orv {
@@ -37,6 +38,7 @@ void resetRefused(const std::string &reason) {
 }
 
 bool resetIsHeld(const std::string &means) {
+  finishRunStart();
   uint64_t leftNs = 0;
   // A hold that cannot be read holds nothing: the reset is what the node needs.
   complainUnlessOk(resetHoldLeft(stateDirectory(), leftNs));
@@ -51,6 +53,7 @@ bool resetIsHeld(const std::string &means) {
 }
 
 void resetBegins(const std::string &means) {
+  finishRunStart();
   const FlightEntry entry = resetEntry(FlightKind::RESET_REQUESTED, means);
   recordEvent(EventKind::RESET_REQUESTED, "board reset by " + means);
   flushRecords();

@@ -314,6 +314,7 @@ void StoreEnvironment::forgetDeadReaders() {
 // children keeps it when it is killed.
 int StoreEnvironment::lockWriters() {
   constexpr timespec A_MOMENT = {0, 1'000'000};
+  if (isLockless_) return EACCES;
   mdb_filehandle_t descriptor = -1;
   if (const int code = mdb_env_get_fd(environment_, &descriptor); code != 0) return code;
   writersOfThisProcess_.lock();

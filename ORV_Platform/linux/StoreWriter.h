@@ -2,8 +2,8 @@
 //
 // In the daemon a thread of its own writes: whoever records something leaves it in a bounded queue and goes on at once.
 // A burst becomes a few transactions instead of hundreds, and a writer elsewhere that holds the store's lock, even one
-// that is stopped, holds up no supervision. In every other process of the node, and in the daemon before its CE
-// start-up and after its CE shutdown, recording writes at once.
+// that is stopped, holds up no supervision. In every other process of the node, and in the daemon before its
+// early start-up and after its CE shutdown, recording writes at once.
 //
 // Everything here may be called from any thread and throws nothing but std::bad_alloc. A failure to write is reported
 // on standard error, once.

@@ -1,0 +1,132 @@
+#include "RunStart.h"
+
+#include <pthread.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <string>
+
+#include "FlightRecorder.h"
+#include "NoThrow.h"
+#include "NodePaths.h"
+#include "Platform.h"
+#include "RunRecord.h"
+#include "ServiceThread.h"
+
+namespace orv {
+namespace {
+
+enum class Stage { NOT_BEGUN, BEGUN, COUNTED, WRITTEN };
+
+// Never destroyed: the thread may outlast the process's exit.
+struct RunStart {
+  std::mutex mutex;
+  std::condition_variable changed;
+  Stage stage = Stage::NOT_BEGUN;
+  uint32_t ungracefulCount = 0;
+  bool hangIsReported = false;
+
+  const NodeStore *store = nullptr;
+  ResetLimits limits;
+};
+
+RunStart &runStart() {
+  static auto *instance = new RunStart;
+  return *instance;
+}
+
+// Says what the run record makes of the last runs.
+void reportRunRecord(const RunRecord &record, const ResetLimits &limits) {
+  if (record.ungracefulCount != 0) {
+    platformComplain(SEVERITY_WARNING, "ungraceful CE shutdowns: " + std::to_string(record.ungracefulCount) +
+                                           "; a graceful shutdown clears them, and `orvctl ungraceful --clear` does");
+  }
+  if (record.resetsInARow != 0) {
+    platformComplain(SEVERITY_WARNING, "board resets in a row that this node requested soon after its start: " +
+                                           std::to_string(record.resetsInARow) + "; more than " +
+                                           std::to_string(limits.resetBudget) + " count as an ungraceful shutdown");
+  }
+}
+
+void reach(Stage stage, uint32_t count) {
+  RunStart &start = runStart();
+  const std::lock_guard lock(start.mutex);
+  start.stage = stage;
+  start.ungracefulCount = count;
+  start.changed.notify_all();
+}
+
+void record() {
+  const RunStart &start = runStart();
+  uint32_t count = 0;
+  withoutExceptions<int>(0, [&] {
+    RunRecord record;
+    FlightEntry entry;
+    // Without a state directory the node runs all the same; it only cannot know how its last run ended.
+    const Status counted = countRunStart(*start.store, start.limits, record, entry);
+    count = record.ungracefulCount;
+    if (!counted.ok()) platformComplain(SEVERITY_ERROR, counted.message);
+    reportRunRecord(record, start.limits);
+    reach(Stage::COUNTED, count);
+    // A state directory that cannot be written has just been reported.
+    const Status written = writeRunStart(entry);
+    if (counted.ok() && !written.ok()) platformComplain(SEVERITY_WARNING, written.message);
+    return 0;
+  });
+  reach(Stage::WRITTEN, count);
+}
+
+void *runRecording(void *) {
+  record();
+  return nullptr;
+}
+
+// Whether that stage was reached within the limit.
+bool awaitStage(Stage stage) {
+  RunStart &start = runStart();
+  std::unique_lock lock(start.mutex);
+  if (start.stage == Stage::NOT_BEGUN) return true;
+  if (start.changed.wait_for(lock, STORAGE_LIMIT, [&] { return start.stage >= stage; })) return true;
+  if (start.hangIsReported) return false;
+  start.hangIsReported = true;
+  lock.unlock();
+  withoutExceptions<int>(0, [] {
+    platformComplain(SEVERITY_ERROR,
+                     "the start of this run is not recorded after " + std::to_string(STORAGE_LIMIT.count()) +
+                         " s, and is not waited for any longer: does the storage of " + stateDirectory() + " hang?");
+    return 0;
+  });
+  return false;
+}
+
+}  // namespace
+
+void beginRunStart(const NodeStore &store, const ResetLimits &limits) {
+  RunStart &start = runStart();
+  {
+    const std::lock_guard lock(start.mutex);
+    start.stage = Stage::BEGUN;
+    start.store = &store;
+    start.limits = limits;
+  }
+  pthread_t thread;
+  if (startServiceThread("orvRunStart", runRecording, nullptr, thread) != 0) {
+    record();
+  } else {
+    pthread_detach(thread);
+  }
+}
+
+uint32_t ungracefulCount() {
+  if (!awaitStage(Stage::COUNTED)) return 0;
+  RunStart &start = runStart();
+  const std::lock_guard lock(start.mutex);
+  return start.ungracefulCount;
+}
+
+void finishRunStart() {
+  awaitStage(Stage::WRITTEN);
+}
+
+}  // namespace orv
