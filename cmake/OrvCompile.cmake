@@ -30,7 +30,7 @@ target_link_libraries(orv_compile INTERFACE Threads::Threads)
 
 if(ORV_DEBIAN_PACKAGES)
   # For all that is compiled, what does without orv_compile included: a package is the same wherever it was built.
-  add_compile_options(-ffile-prefix-map=${PROJECT_BINARY_DIR}=build -ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 endif()
 
 target_compile_options(orv_compile INTERFACE -fstack-protector-strong)
