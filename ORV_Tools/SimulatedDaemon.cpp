@@ -99,7 +99,8 @@ bool hasLibraries(const std::filesystem::path &folder) {
 // Nothing is run without them: the executable would find the real ones.
 Status findLibraries(std::string &folder) {
   const std::filesystem::path above = ownFolder().parent_path();
-  const std::filesystem::path candidates[] = {above / "lib" / "simulated", above / ORV_LIBRARY_DIR / "simulated"};
+  const std::filesystem::path candidates[] = {above / "lib" / "simulated",
+                                              above / ORV_LIBRARY_DIR / "orv" / "simulated"};
   const auto *const found = std::find_if(std::begin(candidates), std::end(candidates), hasLibraries);
   if (found == std::end(candidates)) {
     return Status::failure(ENOENT, "there is no simulated platform in " + candidates[0].string() +

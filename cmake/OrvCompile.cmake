@@ -2,6 +2,7 @@
 #
 # orv_compile       what every target of ours links privately: warnings, hardening, large files and 64-bit time
 # ORV_SANITIZE      comma-separated list for -fsanitize=, empty for none
+# ORV_DEBIAN_PACKAGES   no folder of this machine gets into what is built
 
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -26,6 +27,11 @@ target_compile_options(orv_compile INTERFACE -Wall -Wextra -Wpedantic -Wconversi
 # A 32-bit board has to live past 2038 and to read files beyond 2 GiB.
 target_compile_definitions(orv_compile INTERFACE _GNU_SOURCE _FILE_OFFSET_BITS=64 _TIME_BITS=64)
 target_link_libraries(orv_compile INTERFACE Threads::Threads)
+
+if(ORV_DEBIAN_PACKAGES)
+  # For all that is compiled, what does without orv_compile included: a package is the same wherever it was built.
+  add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+endif()
 
 target_compile_options(orv_compile INTERFACE -fstack-protector-strong)
 if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|i[3-6]86")
