@@ -160,6 +160,7 @@ void visitRun(Visitor &visit, Record &run) {
   visit(run.startedRealtimeNs);
   visit(run.nid);
   visit(run.ceName);
+  visit(run.masterNid);
 }
 
 template <typename Visitor, typename Record>

@@ -126,8 +126,9 @@ struct RunInfo {
   uint32_t daemonPid = 0;
   uint64_t startedNs = 0;          // CLOCK_MONOTONIC of the early start-up
   uint64_t startedRealtimeNs = 0;  // CLOCK_REALTIME of the same moment
-  uint16_t nid = 0;                // from the CE start-up on
+  uint16_t nid = 0;                // from the CE start-up on, as the two below
   std::string ceName;
+  uint16_t masterNid = 0;  // the node's own id where it is the master
 };
 
 // One line that an EU's program wrote.
