@@ -7,6 +7,7 @@
 #include <set>
 
 #include "Json.h"
+#include "Terminal.h"
 #include "Words.h"
 
 namespace orv {
@@ -187,6 +188,16 @@ std::string shownText(const LogLine &line) {
   return printable(line.text) + (isUnfinished ? " [no line end]" : "");
 }
 
+std::string shownName(const LogLine &line) {
+  return line.euName.empty() ? "-" : printable(line.euName);
+}
+
+std::string inColourOf(const LogLine &line, const std::string &text) {
+  if (line.severity == LogSeverity::ERROR) return coloured(Colour::RED, text);
+  if (line.severity == LogSeverity::WARNING) return coloured(Colour::YELLOW, text);
+  return line.kind == LogLine::Kind::EVENT ? text : coloured(Colour::DIM, text);
+}
+
 }  // namespace
 
 uint64_t realtimeOf(const RunInfo &run, uint64_t monotonicNs) {
@@ -195,7 +206,7 @@ uint64_t realtimeOf(const RunInfo &run, uint64_t monotonicNs) {
 
 std::map<uint64_t, std::string> euNamesOfEvents(const LogSource &source) {
   std::map<uint64_t, std::string> names;
-  std::map<uint32_t, std::string> ofRun;
+  std::map<uint32_t, std::string> ofRun = source.earlierEuNames;
   // Where the ring has forgotten how the current run began, all of it is of that run.
   const auto isStart = [](const Event &event) { return event.kind == EventKind::RUN_STARTED; };
   const auto lastStart = std::find_if(source.events.rbegin(), source.events.rend(), isStart).base();
@@ -204,7 +215,7 @@ std::map<uint64_t, std::string> euNamesOfEvents(const LogSource &source) {
     for (const EuRecord &eu : source.eus)
       ofRun[eu.id] = eu.name;
   };
-  if (lastStart == source.events.begin()) takeCurrent();
+  if (lastStart == source.events.begin() && ofRun.empty()) takeCurrent();
   for (auto event = source.events.begin(); event != source.events.end(); ++event) {
     if (isStart(*event)) ofRun.clear();
     if (event + 1 == lastStart) takeCurrent();
@@ -239,19 +250,26 @@ std::vector<LogLine> logLines(const LogSource &source, const LogFilter &filter) 
   return lines;
 }
 
-std::string logText(const LogSource &source, const std::vector<LogLine> &lines) {
-  const RunInfo run = source.run.value_or(RunInfo{});
-  std::vector<std::vector<std::string>> rows;
-  rows.reserve(lines.size());
+void LogColumns::widen(const RunInfo &run, const std::vector<LogLine> &lines) {
   for (const LogLine &line : lines) {
-    rows.push_back({momentText(realtimeOf(run, line.monotonicNs)), offsetText(run, line.monotonicNs), label(line),
-                    line.euName.empty() ? "-" : printable(line.euName), shownText(line)});
+    offset = std::max(offset, shownWidth(offsetText(run, line.monotonicNs)));
+    severity = std::max(severity, shownWidth(label(line)));
+    euName = std::max(euName, shownWidth(shownName(line)));
   }
-  return tableText(rows);
 }
 
-std::string logJson(const LogSource &source, const std::vector<LogLine> &lines) {
-  const RunInfo run = source.run.value_or(RunInfo{});
+std::string logText(const RunInfo &run, const std::vector<LogLine> &lines, const LogColumns &columns) {
+  std::string text;
+  for (const LogLine &line : lines) {
+    text += momentText(realtimeOf(run, line.monotonicNs)) + "  " +
+            padded(offsetText(run, line.monotonicNs), columns.offset) + "  " +
+            inColourOf(line, padded(label(line), columns.severity)) + "  " + padded(shownName(line), columns.euName) +
+            "  " + inColourOf(line, shownText(line)) + "\n";
+  }
+  return text;
+}
+
+std::string logJson(const RunInfo &run, const std::vector<LogLine> &lines) {
   std::string text;
   for (const LogLine &line : lines) {
     JsonObject object;

@@ -20,6 +20,7 @@
 #include "MessageCommand.h"
 #include "MessageOptions.h"
 #include "Output.h"
+#include "ParsedOption.h"
 #include "Rehearsal.h"
 #include "RehearsalOptions.h"
 #include "ResetCommand.h"
@@ -127,19 +128,7 @@ class CommandLine {
     CLI::App *command = addCommand(
         app_, "log", "What the node and its programs logged, and what happened to them",
         [this](const Arguments &arguments, std::string &output) { return orv::log(arguments, log_, output); });
-    command->add_option("--eu", log_.euName, "All of this EU, with what its program wrote")->type_name("NAME");
-    command->add_option("--severity", log_.severity, "The least: info, warning or error")
-        ->check(CLI::IsMember({"info", "warning", "error"}).description(""))
-        ->type_name("SEVERITY");
-    addParsed(*command, "--since",
-              "From so many seconds ago on, or from a local time: HH:MM[:SS], \"YYYY-MM-DD HH:MM[:SS]\"",
-              "a number of seconds or a time such as 14:05 or \"2026-01-31 14:05\"",
-              [this](const std::string &text) {
-                log_.since = orv::parseSince(text);
-                return log_.since.has_value();
-              })
-        ->type_name("TIME");
-    command->add_flag("--json", log_.json, "For programs: an object a line");
+    orv::addLogOptions(*command, log_);
   }
 
   void addKeysCommands() {
@@ -185,11 +174,11 @@ class CommandLine {
 
     CLI::App *wait = addCommand(*tag, "wait", "Wait until a tag is set", orv::tagWait);
     addTagName(*wait);
-    addParsed(*wait, "--timeout", "For how long at most (else for ever)", "a number of seconds",
-              [this](const std::string &text) {
-                arguments_.timeoutS = orv::parseSeconds(text);
-                return arguments_.timeoutS.has_value();
-              })
+    orv::addParsed(*wait, "--timeout", "For how long at most (else for ever)", "a number of seconds",
+                   [this](const std::string &text) {
+                     arguments_.timeoutS = orv::parseSeconds(text);
+                     return arguments_.timeoutS.has_value();
+                   })
         ->type_name("SECONDS");
   }
 
@@ -212,8 +201,9 @@ class CommandLine {
     reset->require_subcommand(1);
     addCommonOptions(*reset);
     CLI::App *hold = addCommand(*reset, "hold", "Hold resets off while somebody debugs", orv::resetHold);
-    CLI::Option *minutes = addParsed(*hold, "MINUTES", "For how long: 1 to 1440 (else 30)", "a number from 1 to 1440",
-                                     [this](const std::string &text) { return takeHoldMinutes(text); });
+    CLI::Option *minutes =
+        orv::addParsed(*hold, "MINUTES", "For how long: 1 to 1440 (else 30)", "a number from 1 to 1440",
+                       [this](const std::string &text) { return takeHoldMinutes(text); });
     minutes->type_name("");
     hold->add_flag("--off", arguments_.resetHoldOff, "Let resets through again")->excludes(minutes);
     addCommand(*reset, "status", "Whether resets are held", orv::resetStatus);
@@ -233,25 +223,13 @@ class CommandLine {
         message_);
   }
 
-  // An option whose text `take` understands or refuses.
-  template <typename Take>
-  CLI::Option *addParsed(CLI::App &command, const std::string &name, const std::string &description,
-                         const std::string &expected, Take take) {
-    return command.add_option_function<std::string>(
-        name,
-        [=](const std::string &text) {
-          if (!take(text)) throw CLI::ValidationError(name, "\"" + text + "\" is not " + expected);
-        },
-        description);
-  }
-
   void addNumber(CLI::App &command, const std::string &name, const std::string &description, uint32_t &number) {
-    addParsed(command, name, description, "a number from 0 to 4294967295",
-              [&number](const std::string &text) {
-                const std::optional<uint32_t> parsed = orv::parseNumber(text);
-                number = parsed.value_or(0);
-                return parsed.has_value();
-              })
+    orv::addParsed(command, name, description, "a number from 0 to 4294967295",
+                   [&number](const std::string &text) {
+                     const std::optional<uint32_t> parsed = orv::parseNumber(text);
+                     number = parsed.value_or(0);
+                     return parsed.has_value();
+                   })
         ->required()
         ->type_name("");
   }

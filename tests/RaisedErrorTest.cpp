@@ -38,15 +38,16 @@ TEST(RaisedError, LongTextIsCutAndThePositionKept) {
   EXPECT_EQ(text.size(), orv::MAX_EVENT_TEXT_LENGTH);
   const auto found = decodeRaisedError(text);
   ASSERT_TRUE(found);
-  EXPECT_EQ(found->text, longText.substr(0, orv::MAX_EVENT_TEXT_LENGTH - std::string("kind 0, code 0x1:  [file.cpp:7]").size()));
+  EXPECT_EQ(found->text,
+            longText.substr(0, orv::MAX_EVENT_TEXT_LENGTH - std::string("kind 0, code 0x1:  [file.cpp:7]").size()));
   EXPECT_EQ(found->line, 7U);
 }
 
 TEST(RaisedError, OtherTextsAreNone) {
-  for (const char *text : {"", "kind", "kind 1", "kind x, code 0x1: a [f:1]", "kind 1, code 1: a [f:1]",
-                           "kind 1, code 0x: a [f:1]", "kind 1, code 0x1: a", "kind 1, code 0x1: a [f]",
-                           "kind 1, code 0x1: a [f:]", "kind 1, code 0x1: a [f:1", "kind 1, code 0x1: a [f:1x]",
-                           "kind 4294967296, code 0x1: a [f:1]", "kind 1, code 0x100000000: a [f:1]"}) {
+  for (const char *text :
+       {"", "kind", "kind 1", "kind x, code 0x1: a [f:1]", "kind 1, code 1: a [f:1]", "kind 1, code 0x: a [f:1]",
+        "kind 1, code 0x1: a", "kind 1, code 0x1: a [f]", "kind 1, code 0x1: a [f:]", "kind 1, code 0x1: a [f:1",
+        "kind 1, code 0x1: a [f:1x]", "kind 4294967296, code 0x1: a [f:1]", "kind 1, code 0x100000000: a [f:1]"}) {
     EXPECT_FALSE(decodeRaisedError(text)) << text;
   }
 }
