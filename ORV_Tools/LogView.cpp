@@ -43,8 +43,13 @@ constexpr KindWords KIND_WORDS[] = {
     {EventKind::PROGRAM_READY, "program_ready", "program ready: ", LogSeverity::INFO, true},
     {EventKind::GATEWAY, "gateway", "gateway: ", LogSeverity::INFO, true},
     {EventKind::RESET_HELD, "reset_held", "reset held off: ", LogSeverity::WARNING, true},
+    // The daemon's own lines say these to who reads the whole log.
+    {EventKind::WAIT_BEGAN, "wait_began", "the start-up waits for ", LogSeverity::INFO, false},
+    {EventKind::WAIT_ENDED, "wait_ended", "the start-up no longer waits for ", LogSeverity::INFO, false},
+    {EventKind::STARTUP_COMPLETE, "startup_complete", "start-up complete", LogSeverity::INFO, false},
 };
-static_assert(std::size(KIND_WORDS) == static_cast<size_t>(EventKind::RESET_HELD), "a kind of events has no words");
+static_assert(std::size(KIND_WORDS) == static_cast<size_t>(EventKind::STARTUP_COMPLETE),
+              "a kind of events has no words");
 
 const KindWords &wordsOf(EventKind kind) {
   return KIND_WORDS[static_cast<size_t>(kind) - 1];
@@ -79,9 +84,14 @@ LogSeverity severityOfLog(uint32_t code) {
   return code == WARNING_CODE ? LogSeverity::WARNING : LogSeverity::ERROR;
 }
 
+bool isTimeOut(const Event &event) {
+  return event.kind == EventKind::WAIT_ENDED && event.code == static_cast<uint32_t>(WaitOutcome::TIMED_OUT);
+}
+
 // A program that ended otherwise than with exit code 0 is worth a warning, unless the shutdown has ended it.
 LogSeverity severityOf(const LogSource &source, const Event &event) {
   if (event.kind == EventKind::LOG) return severityOfLog(event.code);
+  if (isTimeOut(event)) return LogSeverity::ERROR;
   size_t begin = 0;
   if (event.kind != EventKind::PROGRAM_ENDED || waitStatusIn(event.text, begin).value_or(0) == 0) {
     return wordsOf(event.kind).severity;
@@ -101,6 +111,7 @@ std::string textOf(const Event &event) {
       text.replace(begin, text.size(), endText(*status));
   }
   text.insert(0, wordsOf(event.kind).prefix);
+  if (event.kind == EventKind::WAIT_ENDED) text += isTimeOut(event) ? ": not online in time" : ": online";
   if (text.ends_with(": ")) text.erase(text.size() - 2);
   return text;
 }

@@ -52,7 +52,8 @@ struct StartupProgram {
   std::optional<uint64_t> readyNs;    // its online tag was set, or it said READY=1; may be before `startedNs`
   std::optional<uint64_t> endedNs;    // the program, or the attempt to start it
   std::optional<StartupWait> wait;    // where the daemon asked for its online tag; of length 0 where that was set
-  uint64_t delayNs = 0;               // by how much it held the start-up up
+  // By how much it held the start-up up: the wait and, where that timed out, the board reset that was asked for.
+  uint64_t delayNs = 0;
 };
 
 enum class MarkKind : uint8_t { ERROR_RAISED, RESET_REQUESTED, RESET_HELD };
@@ -77,6 +78,7 @@ enum class StartupState : uint8_t {
   COMPLETE,     // the daemon has said so, whatever failed on the way
   GOING_ON,     // the daemon lives and has not said so yet
   INTERRUPTED,  // the daemon ended before
+  UNKNOWN,      // the events that would tell are no longer kept
 };
 
 struct StartupModel {
@@ -87,7 +89,8 @@ struct StartupModel {
   uint64_t startedRealtimeNs = 0;  // CLOCK_REALTIME of the beginning
   StartupState state = StartupState::GOING_ON;
   bool beginningIsLost = false;  // the store no longer has the first events: programs may be missing
-  // How long the start-up took; of GOING_ON until the moment of reading, of INTERRUPTED until the last that is known.
+  // How long the start-up took; of GOING_ON until the moment of reading, of INTERRUPTED and UNKNOWN until the last that
+  // is known.
   uint64_t lengthNs = 0;
   std::optional<uint64_t> daemonEndedNs;  // by a CE shutdown
   std::vector<StartupProgram> programs;   // in the order of their creation; without the EU that runs the start-up

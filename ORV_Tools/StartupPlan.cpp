@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "ApplicationDefinitions.h"
+#include "StartupTexts.h"
 
 namespace orv {
 namespace {
@@ -27,30 +28,10 @@ std::vector<Event>::const_iterator latestRun(const std::vector<Event> &events) {
   return last == events.rend() ? events.begin() : last.base();
 }
 
-// The daemon's log lines are an interface: their texts do not change.
-constexpr std::string_view EXECUTABLE_BEGIN = "parseExeDefs: Executable '";
-constexpr std::string_view EXECUTABLE_MIDDLE = "' has arguments '";
-constexpr std::string_view EXECUTABLE_TAG = "' and online tag to wait '";
-
-std::optional<PlannedProgram> executableIn(std::string_view text) {
-  const size_t begin = text.find(EXECUTABLE_BEGIN);
-  const size_t tag = text.rfind(EXECUTABLE_TAG);
-  if (begin == std::string_view::npos || tag == std::string_view::npos || !text.ends_with("'")) return std::nullopt;
-  const std::string_view rest = text.substr(begin + EXECUTABLE_BEGIN.size());
-  const size_t middle = rest.find(EXECUTABLE_MIDDLE);
-  if (middle == std::string_view::npos) return std::nullopt;
-  PlannedProgram program;
-  program.path = rest.substr(0, middle);
-  program.name = program.path;
-  program.onlineTag = text.substr(tag + EXECUTABLE_TAG.size());
-  program.onlineTag.pop_back();
-  return program;
-}
-
 struct SkipWords {
   SkipReason reason;
   const char *name;
-  std::string_view line;  // that the daemon logs
+  std::string_view line;  // that the daemon logs; its texts are an interface
   const char *text;
 };
 
@@ -108,7 +89,13 @@ std::vector<PlannedProgram> loggedExecutables(const std::vector<Event> &events) 
   std::vector<PlannedProgram> programs;
   std::for_each(latestRun(events), events.end(), [&](const Event &event) {
     if (event.kind != EventKind::LOG) return;
-    if (std::optional<PlannedProgram> program = executableIn(event.text)) programs.push_back(std::move(*program));
+    const std::optional<std::string_view> line = daemonLine(event.text);
+    const std::optional<ExecutableTag> found = line ? parseExecutableTag(*line) : std::nullopt;
+    if (!found) return;
+    PlannedProgram program;
+    program.name = program.path = found->path;
+    program.onlineTag = found->tag;
+    programs.push_back(std::move(program));
   });
   return programs;
 }

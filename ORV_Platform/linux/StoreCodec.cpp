@@ -43,7 +43,7 @@ constexpr RadOrigin LAST<RadOrigin> = RadOrigin::CONFIGURATION;
 template <>
 constexpr EuState LAST<EuState> = EuState::SHUT_DOWN;
 template <>
-constexpr EventKind LAST<EventKind> = EventKind::RESET_HELD;
+constexpr EventKind LAST<EventKind> = EventKind::STARTUP_COMPLETE;
 template <>
 constexpr RunState LAST<RunState> = RunState::DOWN;
 
