@@ -68,59 +68,6 @@ std::string hexText(uint32_t number, int digits) {
   return text;
 }
 
-// --- status ---------------------------------------------------------------------------------------------------------
-
-struct StateWords {
-  RunState state;
-  const char *daemonAlive;
-  const char *daemonDead;
-};
-
-constexpr StateWords STATE_WORDS[] = {
-    {RunState::EARLY, "starting", "down: the daemon ended during its start-up"},
-    {RunState::UP, "up", "down: the daemon died without a shutdown"},
-    {RunState::DOWN, "shut down, the daemon is about to end", "shut down"},
-};
-
-std::string stateText(RunState state, bool alive) {
-  for (const StateWords &words : STATE_WORDS) {
-    if (words.state == state) return alive ? words.daemonAlive : words.daemonDead;
-  }
-  return "?";  // not reached: the store refuses other states
-}
-
-std::string sinceText(const RunInfo &run) {
-  const uint64_t now = monotonicNs();
-  const uint64_t ageNs = now > run.startedNs ? now - run.startedNs : 0;
-  return timeText(run.startedRealtimeNs) + " (" + durationText(ageNs / NS_PER_S) + " ago)";
-}
-
-std::string runText(const RunInfo &run, bool alive) {
-  return tableText({{"state", stateText(run.state, alive)},
-                    {"daemon", "pid " + std::to_string(run.daemonPid) + (alive ? ", alive" : ", dead")},
-                    {"node id", hexText(run.nid, 4)},
-                    {"CE name", run.ceName.empty() ? "-" : printable(run.ceName)},
-                    {"since", sinceText(run)}});
-}
-
-std::string programText(const EuRecord &eu) {
-  if (eu.path.empty()) return "-";
-  return printable(eu.args.empty() ? eu.path : eu.path + " " + eu.args);
-}
-
-// `statuses` holds what the programs themselves say (STATUS= of the readiness protocol).
-std::string eusText(const std::vector<EuRecord> &eus, const std::map<uint32_t, std::string> &statuses, bool alive) {
-  Rows rows = {{"ID", "EU", "PROGRAM", "PID", "STATE"}};
-  for (const EuRecord &eu : eus) {
-    const auto said = statuses.find(eu.id);
-    const bool hasSaid = said != statuses.end() && !said->second.empty();
-    rows.push_back({std::to_string(eu.id), printable(eu.name), programText(eu),
-                    eu.pid == 0 ? "-" : std::to_string(eu.pid),
-                    euStateText(eu, alive) + (hasSaid ? ": " + printable(said->second) : "")});
-  }
-  return tableText(rows);
-}
-
 }  // namespace
 
 void complain(const std::string &text) {
@@ -263,19 +210,6 @@ int radList(const Arguments &arguments, std::string &output) {
                     std::to_string(parameter.value)});
   }
   output += tableText(rows);
-  return EXIT_DONE;
-}
-
-int status(const Arguments &arguments, std::string &output) {
-  const Store store = openNode(arguments);
-  if (!store) return EXIT_FAILED;
-  const std::optional<RunInfo> run = store->run();
-  if (!run) {
-    output += "No run of this node has begun yet.\n";
-    return EXIT_DONE;
-  }
-  const bool alive = daemonIsAlive(*run);
-  output += runText(*run, alive) + "\n" + eusText(store->eus(), store->euStatuses(), alive);
   return EXIT_DONE;
 }
 

@@ -184,9 +184,7 @@ std::optional<AwaitedNow> awaitedNow(const StatusSource &source) {
 }
 
 StartupState startupStateOf(const StatusSource &source) {
-  if (source.startup) return source.startup->state;
-  // The ring has forgotten how the run began, which takes longer than any start-up.
-  return source.daemonIsAlive ? StartupState::COMPLETE : StartupState::INTERRUPTED;
+  return source.startup ? source.startup->state : StartupState::UNKNOWN;
 }
 
 // The start-up is beyond this program.

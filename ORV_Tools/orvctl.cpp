@@ -24,6 +24,7 @@
 #include "Rehearsal.h"
 #include "RehearsalOptions.h"
 #include "ResetCommand.h"
+#include "StatusCommand.h"
 #include "Suggestion.h"
 #include "Terminal.h"
 
@@ -72,7 +73,7 @@ class CommandLine {
     addRadCommands();
     addLog();
     addMessageCommands();
-    addCommand(app_, "status", "The run of the node, and what has become of its programs", orv::status);
+    addStatus();
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
@@ -122,6 +123,13 @@ class CommandLine {
     command->parse_complete_callback([this, action] { action_ = action; });
     addCommonOptions(*command);
     return command;
+  }
+
+  void addStatus() {
+    CLI::App *command = addCommand(
+        app_, "status", "What the node is doing, and what has become of its programs",
+        [this](const Arguments &arguments, std::string &output) { return orv::status(arguments, status_, output); });
+    orv::addStatusOptions(*command, status_);
   }
 
   void addLog() {
@@ -247,6 +255,7 @@ class CommandLine {
       "orvctl"};
   Arguments arguments_;
   orv::LogArguments log_;
+  orv::StatusArguments status_;
   orv::MessageArguments message_;
   orv::keys::KeysArguments keys_;
   orv::rehearsal::Arguments rehearsal_;
