@@ -27,6 +27,7 @@
 #include "StatusCommand.h"
 #include "Suggestion.h"
 #include "Terminal.h"
+#include "WhyCommand.h"
 
 namespace {
 
@@ -74,6 +75,7 @@ class CommandLine {
     addLog();
     addMessageCommands();
     addStatus();
+    addWhy();
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
@@ -130,6 +132,13 @@ class CommandLine {
         app_, "status", "What the node is doing, and what has become of its programs",
         [this](const Arguments &arguments, std::string &output) { return orv::status(arguments, status_, output); });
     orv::addStatusOptions(*command, status_);
+  }
+
+  void addWhy() {
+    CLI::App *command = addCommand(
+        app_, "why", "Why a program is not online, or was late",
+        [this](const Arguments &arguments, std::string &output) { return orv::why(arguments, why_, output); });
+    orv::addWhyOptions(*command, why_);
   }
 
   void addLog() {
@@ -256,6 +265,7 @@ class CommandLine {
   Arguments arguments_;
   orv::LogArguments log_;
   orv::StatusArguments status_;
+  orv::WhyArguments why_;
   orv::MessageArguments message_;
   orv::keys::KeysArguments keys_;
   orv::rehearsal::Arguments rehearsal_;
