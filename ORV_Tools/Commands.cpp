@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "DaemonProcessState.h"
+#include "Json.h"
 #include "LockWatch.h"
 #include "NodePaths.h"
 #include "NodeStore.h"
@@ -23,6 +24,7 @@ namespace orv {
 namespace {
 
 constexpr uint64_t NS_PER_S = 1'000'000'000;
+constexpr uint64_t NS_PER_MS = 1'000'000;
 constexpr std::chrono::milliseconds WAIT_POLL_INTERVAL(20);
 
 using Store = std::unique_ptr<NodeStore>;
@@ -66,6 +68,38 @@ std::string hexText(uint32_t number, int digits) {
   char text[16];
   std::snprintf(text, sizeof text, "0x%0*x", digits, static_cast<unsigned>(number));
   return text;
+}
+
+// --- JSON -----------------------------------------------------------------------------------------------------------
+
+TagListing listingOf(const NodeStore &store) {
+  TagListing listing;
+  listing.run = store.run();
+  listing.daemonIsAlive = listing.run && daemonIsAlive(*listing.run);
+  return listing;
+}
+
+// "set", and for a tag that is set all that is known of it.
+JsonObject tagStateJson(const NodeStore &store, const std::string &name, const std::optional<Tag> &tag) {
+  JsonObject object = tag ? tagFields(listingOf(store), *tag) : JsonObject().text("name", name);
+  return object.flag("set", tag.has_value());
+}
+
+const char *originName(RadOrigin origin) {
+  return origin == RadOrigin::OPERATOR ? "operator" : "configuration";
+}
+
+JsonObject radFields(const RadParameter &parameter) {
+  JsonObject object;
+  object.number("number", parameter.number).flag("set", true).number("value", parameter.value);
+  return object.text("origin", originName(parameter.origin));
+}
+
+std::string radListJson(const std::vector<RadParameter> &parameters) {
+  std::string text;
+  for (const RadParameter &parameter : parameters)
+    text += (text.empty() ? "\n" : ",\n") + radFields(parameter).str();
+  return "{\"rad\": [" + text + (parameters.empty() ? "]}\n" : "\n]}\n");
 }
 
 }  // namespace
@@ -122,6 +156,10 @@ int tagGet(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
   const std::optional<Tag> tag = store->tag(arguments.tagName);
+  if (arguments.json) {
+    output += tagStateJson(*store, arguments.tagName, tag).str() + "\n";
+    return tag ? EXIT_DONE : EXIT_NO;
+  }
   if (!tag) {
     complain("tag " + arguments.tagName + " is not set");
     return EXIT_NO;
@@ -147,9 +185,7 @@ int tagList(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
   if (arguments.isLong || arguments.json) {
-    TagListing listing;
-    listing.run = store->run();
-    listing.daemonIsAlive = listing.run && daemonIsAlive(*listing.run);
+    TagListing listing = listingOf(*store);
     listing.tags = store->tags();
     output += arguments.json ? tagListJson(listing) : longTagList(listing);
     return EXIT_DONE;
@@ -163,19 +199,25 @@ int tagList(const Arguments &arguments, std::string &output) {
   return EXIT_DONE;
 }
 
-int tagWait(const Arguments &arguments, std::string &) {
+int tagWait(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
   const uint64_t startNs = monotonicNs();
-  while (!store->tagIsSet(arguments.tagName)) {
-    const double waitedS = static_cast<double>(monotonicNs() - startNs) / static_cast<double>(NS_PER_S);
-    if (arguments.timeoutS && waitedS >= *arguments.timeoutS) {
-      complain("tag " + arguments.tagName + " was not set in time");
-      return EXIT_NO;
-    }
+  const auto waitedS = [startNs] {
+    return static_cast<double>(monotonicNs() - startNs) / static_cast<double>(NS_PER_S);
+  };
+  bool isSet = store->tagIsSet(arguments.tagName);
+  while (!isSet && !(arguments.timeoutS && waitedS() >= *arguments.timeoutS)) {
     std::this_thread::sleep_for(WAIT_POLL_INTERVAL);
+    isSet = store->tagIsSet(arguments.tagName);
   }
-  return EXIT_DONE;
+  if (arguments.json) {
+    JsonObject object = tagStateJson(*store, arguments.tagName, isSet ? store->tag(arguments.tagName) : std::nullopt);
+    output += object.number("waited_ms", (monotonicNs() - startNs) / NS_PER_MS).str() + "\n";
+  } else if (!isSet) {
+    complain("tag " + arguments.tagName + " was not set in time");
+  }
+  return isSet ? EXIT_DONE : EXIT_NO;
 }
 
 int radSet(const Arguments &arguments, std::string &) {
@@ -192,6 +234,15 @@ int radGet(const Arguments &arguments, std::string &output) {
   const std::vector<RadParameter> rads = store->rads();
   const auto found = std::find_if(rads.begin(), rads.end(),
                                   [&](const RadParameter &each) { return each.number == arguments.radNumber; });
+  if (arguments.json) {
+    // What is not set reads as 0.
+    output +=
+        (found == rads.end() ? JsonObject().number("number", arguments.radNumber).flag("set", false).number("value", 0)
+                             : radFields(*found))
+            .str() +
+        "\n";
+    return found == rads.end() ? EXIT_NO : EXIT_DONE;
+  }
   if (found == rads.end()) {
     complain("RAD parameter " + hexText(arguments.radNumber, 0) + " is not set and reads as 0");
     return EXIT_NO;
@@ -203,11 +254,13 @@ int radGet(const Arguments &arguments, std::string &output) {
 int radList(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
+  if (arguments.json) {
+    output += radListJson(store->rads());
+    return EXIT_DONE;
+  }
   Rows rows = {{"NUMBER", "SET BY", "VALUE"}};
   for (const RadParameter &parameter : store->rads()) {
-    rows.push_back({hexText(parameter.number, 0),
-                    parameter.origin == RadOrigin::OPERATOR ? "operator" : "configuration",
-                    std::to_string(parameter.value)});
+    rows.push_back({hexText(parameter.number, 0), originName(parameter.origin), std::to_string(parameter.value)});
   }
   output += tableText(rows);
   return EXIT_DONE;
@@ -231,9 +284,19 @@ int ungraceful(const Arguments &arguments, std::string &output) {
   }
   RunRecord record;
   if (const Status found = readRunRecord(directory, record); !found.ok()) return fail(found);
+  const bool nextCountsOneMore = isUpInThisBoot(record) && daemonDied(arguments);
+  if (arguments.json) {
+    output += JsonObject()
+                  .number("count", record.ungracefulCount)
+                  .number("resets_in_a_row", record.resetsInARow)
+                  .flag("next_start_counts_one_more", nextCountsOneMore)
+                  .str() +
+              "\n";
+    return EXIT_DONE;
+  }
   output += std::to_string(record.ungracefulCount) + "\n";
   if (record.resetsInARow != 0) output += "board resets in a row: " + std::to_string(record.resetsInARow) + "\n";
-  if (isUpInThisBoot(record) && daemonDied(arguments)) output += "the daemon died: the next start counts one more\n";
+  if (nextCountsOneMore) output += "the daemon died: the next start counts one more\n";
   return EXIT_DONE;
 }
 

@@ -57,13 +57,6 @@ LogSource readSource(const NodeStore &store, const LogArguments &options, uint64
   return source;
 }
 
-// By the clocks that the lines are shown with: see realtimeOf.
-uint64_t monotonicOf(const LogSince &since, const RunInfo &run) {
-  const auto difference = [](uint64_t large, uint64_t small) { return large > small ? large - small : 0; };
-  if (since.isAge) return difference(monotonicNs(), since.ns);
-  return difference(since.ns + run.startedNs, run.startedRealtimeNs);
-}
-
 std::string unknownEu(const std::string &name, const std::vector<std::string> &known) {
   if (known.empty()) return "there is no EU \"" + name + "\": the node has none yet";
   std::string all;
@@ -185,6 +178,12 @@ int followLog(const Arguments &arguments, const LogArguments &options) {
 
 }  // namespace
 
+uint64_t monotonicOf(const LogSince &since, const RunInfo &run) {
+  const auto difference = [](uint64_t large, uint64_t small) { return large > small ? large - small : 0; };
+  if (since.isAge) return difference(monotonicNs(), since.ns);
+  return difference(since.ns + run.startedNs, run.startedRealtimeNs);
+}
+
 std::optional<LogSince> parseSince(const std::string &text, uint64_t nowRealtimeNs) {
   if (std::optional<LogSince> age = parseAge(text)) return age;
   const auto now = static_cast<time_t>(nowRealtimeNs / NS_PER_S);
@@ -207,19 +206,23 @@ std::optional<LogSince> parseSince(const std::string &text) {
   return parseSince(text, static_cast<uint64_t>(now.tv_sec) * NS_PER_S);
 }
 
+void addSinceOption(CLI::App &command, std::optional<LogSince> &since) {
+  addParsed(command, "--since",
+            "From so many seconds ago on, or from a local time: HH:MM[:SS], \"YYYY-MM-DD HH:MM[:SS]\"",
+            "a number of seconds or a time such as 14:05 or \"2026-01-31 14:05\"",
+            [&since](const std::string &text) {
+              since = parseSince(text);
+              return since.has_value();
+            })
+      ->type_name("TIME");
+}
+
 void addLogOptions(CLI::App &command, LogArguments &options) {
   command.add_option("--eu", options.euName, "All of this EU, with what its program wrote")->type_name("NAME");
   command.add_option("--severity", options.severity, "The least: info, warning or error")
       ->check(CLI::IsMember({"info", "warning", "error"}).description(""))
       ->type_name("SEVERITY");
-  addParsed(command, "--since",
-            "From so many seconds ago on, or from a local time: HH:MM[:SS], \"YYYY-MM-DD HH:MM[:SS]\"",
-            "a number of seconds or a time such as 14:05 or \"2026-01-31 14:05\"",
-            [&options](const std::string &text) {
-              options.since = parseSince(text);
-              return options.since.has_value();
-            })
-      ->type_name("TIME");
+  addSinceOption(command, options.since);
   addParsed(command, "-n,--lines", "The last so many lines, or all (with --follow: 10, with --since all)",
             "a number of lines, or all",
             [&options](const std::string &text) { return takeLineCount(text, options.lines); })

@@ -36,6 +36,12 @@ std::optional<LogSince> parseSince(const std::string &text, uint64_t nowRealtime
 // The same, of today.
 std::optional<LogSince> parseSince(const std::string &text);
 
+// The same moment of CLOCK_MONOTONIC, by the clocks that lines are shown with: see realtimeOf.
+uint64_t monotonicOf(const LogSince &since, const RunInfo &run);
+
+// --since, the same for every command.
+void addSinceOption(CLI::App &command, std::optional<LogSince> &since);
+
 void addLogOptions(CLI::App &command, LogArguments &options);
 
 // An EU that the store does not know is a no, with those that there are. A log that is followed is printed as it comes,

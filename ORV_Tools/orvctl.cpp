@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "Commands.h"
+#include "ErrorsCommand.h"
 #include "KeysCommand.h"
 #include "LogCommand.h"
 #include "MessageCommand.h"
@@ -76,9 +77,10 @@ class CommandLine {
     addMessageCommands();
     addStatus();
     addWhy();
+    addErrors();
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
-    ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
+    ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0")->excludes(addJson(*ungraceful));
     addResetCommands();
     addKeysCommands();
     addRehearse();
@@ -141,6 +143,13 @@ class CommandLine {
     orv::addWhyOptions(*command, why_);
   }
 
+  void addErrors() {
+    CLI::App *command = addCommand(
+        app_, "errors", "The errors that the node and its programs have raised",
+        [this](const Arguments &arguments, std::string &output) { return orv::errors(arguments, errors_, output); });
+    orv::addErrorsOptions(*command, errors_);
+  }
+
   void addLog() {
     CLI::App *command = addCommand(
         app_, "log", "What the node and its programs logged, and what happened to them",
@@ -166,6 +175,10 @@ class CommandLine {
     orv::rehearsal::addOptions(*command, rehearsal_);
   }
 
+  CLI::Option *addJson(CLI::App &command) {
+    return command.add_flag("--json", arguments_.json, "As one JSON object");
+  }
+
   void addTagName(CLI::App &command) {
     command.add_option("NAME", arguments_.tagName, "Name of the tag")->required()->type_name("");
   }
@@ -183,7 +196,9 @@ class CommandLine {
         ->check(CLI::IsMember({"auto", "string", "u16", "u32"}).description(""))
         ->type_name("TYPE");
 
-    addTagName(*addCommand(*tag, "get", "Print the value of a tag", orv::tagGet));
+    CLI::App *get = addCommand(*tag, "get", "Print the value of a tag", orv::tagGet);
+    addTagName(*get);
+    addJson(*get);
     addTagName(*addCommand(*tag, "unset", "Unset a tag", orv::tagUnset));
     CLI::App *list = addCommand(*tag, "list", "All tags", orv::tagList);
     list->add_flag("--long", arguments_.isLong, "With who set them, when, in which run, and what to beware of");
@@ -191,6 +206,7 @@ class CommandLine {
 
     CLI::App *wait = addCommand(*tag, "wait", "Wait until a tag is set", orv::tagWait);
     addTagName(*wait);
+    addJson(*wait);
     orv::addParsed(*wait, "--timeout", "For how long at most (else for ever)", "a number of seconds",
                    [this](const std::string &text) {
                      arguments_.timeoutS = orv::parseSeconds(text);
@@ -208,7 +224,8 @@ class CommandLine {
     addNumber(*set, "VALUE", "Value, also as 0x...", arguments_.radValue);
     CLI::App *get = addCommand(*rad, "get", "Print the value of a parameter", orv::radGet);
     addNumber(*get, "NUMBER", "Number of the parameter, also as 0x...", arguments_.radNumber);
-    addCommand(*rad, "list", "All parameters that are set", orv::radList);
+    addJson(*get);
+    addJson(*addCommand(*rad, "list", "All parameters that are set", orv::radList));
   }
 
   void addResetCommands() {
@@ -223,7 +240,7 @@ class CommandLine {
                        [this](const std::string &text) { return takeHoldMinutes(text); });
     minutes->type_name("");
     hold->add_flag("--off", arguments_.resetHoldOff, "Let resets through again")->excludes(minutes);
-    addCommand(*reset, "status", "Whether resets are held", orv::resetStatus);
+    addJson(*addCommand(*reset, "status", "Whether resets are held", orv::resetStatus));
   }
 
   void addMessageCommands() {
@@ -266,6 +283,7 @@ class CommandLine {
   orv::LogArguments log_;
   orv::StatusArguments status_;
   orv::WhyArguments why_;
+  orv::ErrorsArguments errors_;
   orv::MessageArguments message_;
   orv::keys::KeysArguments keys_;
   orv::rehearsal::Arguments rehearsal_;
