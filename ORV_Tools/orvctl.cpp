@@ -23,6 +23,7 @@
 #include "Rehearsal.h"
 #include "RehearsalOptions.h"
 #include "ResetCommand.h"
+#include "StartupCommands.h"
 #include "Suggestion.h"
 #include "Terminal.h"
 
@@ -77,6 +78,7 @@ class CommandLine {
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
     addResetCommands();
     addKeysCommands();
+    addStartup();
     addRehearse();
   }
   CommandLine(const CommandLine &) = delete;
@@ -149,6 +151,13 @@ class CommandLine {
     orv::keys::addCommands(*group, keys_,
                            [this](CLI::App &parent, const std::string &name, const std::string &description,
                                   const Action &action) { return addCommand(parent, name, description, action); });
+  }
+
+  void addStartup() {
+    orv::addStartupCommands(startup_,
+                            [this](const std::string &name, const std::string &description, const Action &action) {
+                              return addCommand(app_, name, description, action);
+                            });
   }
 
   // No common options: it has no node.
@@ -271,6 +280,7 @@ class CommandLine {
   orv::LogArguments log_;
   orv::MessageArguments message_;
   orv::keys::KeysArguments keys_;
+  orv::StartupArguments startup_;
   orv::rehearsal::Arguments rehearsal_;
   Action action_;
 };
