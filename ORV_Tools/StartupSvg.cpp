@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "ChartSigns.h"
 #include "StartupView.h"
 #include "Svg.h"
 #include "TimeAxis.h"
@@ -16,17 +17,19 @@ constexpr double MARGIN = 28;
 constexpr double TITLE_Y = 42;
 constexpr double SUBTITLE_Y = 64;
 constexpr double LEGEND_Y = 94;
-constexpr double PLOT_TOP = 146;
+constexpr double LEGEND_TO_PLOT = 56;
 constexpr double ROW_HEIGHT = 24;
 constexpr double BAR_HEIGHT = 14;
 constexpr double BASELINE = 4;  // from the middle of a row to the line its texts stand on
 constexpr double COLUMN_GAP = 18;
 constexpr double DELAY_WIDTH = 84;
 constexpr double SHARE_WIDTH = 44;
-constexpr double BELOW_PLOT = 46;
+constexpr double BELOW_PLOT = 28;
+constexpr double AXIS_BELOW_PLOT = 20;
+constexpr double LABEL_CHARACTER_WIDTH = 5.8;
+constexpr double READY_HEIGHT = BAR_HEIGHT + 4;
 constexpr double LEAST_BAR_WIDTH = 1.5;
-constexpr double SIGN_WIDTH = 13;
-constexpr double PIXELS_A_TICK = 110;
+constexpr double PIXELS_A_TICK = 85;
 constexpr size_t LONGEST_NAME = 32;
 constexpr const char *DAEMON_NAME = "the daemon itself";
 
@@ -44,49 +47,11 @@ const char *classOf(Phase phase) {
   return "online";
 }
 
-enum class SignKind : uint8_t { CROSS, DONE, ERROR_RAISED, RESET_REQUESTED, RESET_HELD };
-
-struct Sign {
-  SignKind kind = SignKind::CROSS;
-  double x = 0;
-  std::string title;
-};
-
-SignKind signKindOf(MarkKind kind) {
-  switch (kind) {
-    case MarkKind::ERROR_RAISED:
-      return SignKind::ERROR_RAISED;
-    case MarkKind::RESET_REQUESTED:
-      return SignKind::RESET_REQUESTED;
-    case MarkKind::RESET_HELD:
-      break;
-  }
-  return SignKind::RESET_HELD;
-}
-
-std::string signSvg(SignKind kind, double x, double y, const std::string &title) {
-  constexpr double SMALL = 3;
-  constexpr double LARGE = 5;
-  switch (kind) {
-    case SignKind::CROSS:
-      return svgCross(x, y, title);
-    case SignKind::DONE:
-      return svgCircle(x, y, SMALL, "done", title);
-    case SignKind::ERROR_RAISED:
-      return svgDiamond(x, y, "error", title);
-    case SignKind::RESET_REQUESTED:
-      return svgCircle(x, y, LARGE, "reset", title);
-    case SignKind::RESET_HELD:
-      return svgCircle(x, y, LARGE, "held", title);
-  }
-  return "";  // not reached
-}
-
 class Picture {
  public:
   explicit Picture(const StartupModel &model) : model_(model), lengthNs_(chartLengthNs(model)) {
     size_t nameLength = characters(DAEMON_NAME);
-    size_t outcomeLength = 0;
+    size_t outcomeLength = std::string_view("what became of it").size();
     for (const StartupProgram &program : model_.programs) {
       names_.push_back(shortened(printable(program.name), LONGEST_NAME));
       nameLength = std::max(nameLength, characters(names_.back()));
@@ -99,13 +64,18 @@ class Picture {
     outcomeX_ = delayX_ - DELAY_WIDTH - static_cast<double>(outcomeLength) * TEXT_CHARACTER_WIDTH;
     plotLeft_ = MARGIN + static_cast<double>(nameLength) * NAME_CHARACTER_WIDTH + COLUMN_GAP;
     plotRight_ = outcomeX_ - COLUMN_GAP;
-    plotBottom_ = PLOT_TOP + ROW_HEIGHT * static_cast<double>(model_.programs.size() + 1);
+    findSigns();
+    double legendBottomY = 0;
+    legend_ = legend(legendBottomY);
+    plotTop_ = legendBottomY + LEGEND_TO_PLOT;
+    plotBottom_ = plotTop_ + ROW_HEIGHT * static_cast<double>(model_.programs.size() + 1);
   }
 
   std::string svg() const {
     const std::string title = "Start-up of " + startupName(model_);
-    return svgBegin(WIDTH, plotBottom_ + BELOW_PLOT, title + ": " + startupStateText(model_), description()) +
-           svgText(MARGIN, TITLE_Y, "title", title) + svgText(MARGIN, SUBTITLE_Y, "subtitle", subtitle()) + legend() +
+    return svgBegin(WIDTH, plotBottom_ + BELOW_PLOT + (isTall() ? AXIS_BELOW_PLOT : 0),
+                    title + ": " + startupStateText(model_), description()) +
+           svgText(MARGIN, TITLE_Y, "title", title) + svgText(MARGIN, SUBTITLE_Y, "subtitle", subtitle()) + legend_ +
            stripes() + axis() + rows() + pathSvg() + signs() + completeLine() + svgEnd();
   }
 
@@ -115,11 +85,29 @@ class Picture {
     return plotLeft_ + part * (plotRight_ - plotLeft_);
   }
   // The middle of a row: that of the daemon is the first.
-  static double yOf(size_t row) {
-    return PLOT_TOP + (static_cast<double>(row) + 0.5) * ROW_HEIGHT;
+  double yOf(size_t row) const {
+    return plotTop_ + (static_cast<double>(row) + 0.5) * ROW_HEIGHT;
   }
   static size_t rowOf(const StartupStep &step) {
     return step.program ? *step.program + 1 : 0;
+  }
+
+  // Whether the waits for the program leave anything of a phase to be seen.
+  bool isVisible(size_t program, const PhaseSpan &span) const {
+    uint64_t coveredNs = 0;
+    for (const StartupStep &step : model_.criticalPath) {
+      if (step.program != program) continue;
+      const uint64_t endedNs = std::min(step.endedNs, span.endedNs);
+      const uint64_t beganNs = std::max(step.beganNs, span.beganNs);
+      coveredNs += endedNs > beganNs ? endedNs - beganNs : 0;
+    }
+    return xOf(span.endedNs - span.beganNs - coveredNs) - plotLeft_ >= 1;
+  }
+
+  // Too long to read the bars at the bottom by the labels at the top.
+  bool isTall() const {
+    constexpr size_t MOST_ROWS = 20;
+    return model_.programs.size() > MOST_ROWS;
   }
 
   std::string subtitle() const {
@@ -147,42 +135,76 @@ class Picture {
     return text + "The daemon itself took " + shortDuration(daemonsOwnNs(model_)) + ".";
   }
 
-  static std::string legend() {
-    const struct {
-      const char *kind;
-      const char *text;
-    } bars[] = {{"waited", "the start-up waits for it"},
-                {"late", "waited in vain"},
-                {"created", "not started yet"},
-                {"starting", "starting"},
-                {"online", "online"},
-                {"running", "running"}};
-    const struct {
-      SignKind kind;
-      const char *text;
-    } signKinds[] = {{SignKind::CROSS, "failed"},
-                     {SignKind::DONE, "exited with 0"},
-                     {SignKind::ERROR_RAISED, "error raised"},
-                     {SignKind::RESET_REQUESTED, "board reset"},
-                     {SignKind::RESET_HELD, "reset held off"}};
-    constexpr double SWATCH = 20;
-    constexpr double SWATCH_HEIGHT = 10;
-    constexpr double SPACE = 24;
+  struct LegendEntry {
+    std::string sign;  // drawn around 0, 0
+    double width = 0;
+    const char *text = "";
+  };
+
+  // What occurs in the picture, line by line.
+  std::string legend(double &bottomY) const {
+    constexpr double SPACE = 22;
+    constexpr double LINE_HEIGHT = 20;
+    constexpr double LABEL_GAP = 6;
     std::string text;
     double x = MARGIN;
-    const auto label = [&](double swatch, const char *words) {
-      text += svgText(x + swatch + 6, LEGEND_Y + BASELINE, "label", words);
-      x += swatch + 6 + static_cast<double>(std::string_view(words).size()) * 6 + SPACE;
-    };
-    for (const auto &each : bars) {
-      text += svgRect(x, LEGEND_Y - SWATCH_HEIGHT / 2, SWATCH, SWATCH_HEIGHT, each.kind);
-      label(SWATCH, each.text);
+    double y = LEGEND_Y;
+    for (const LegendEntry &entry : legendEntries()) {
+      const double width =
+          entry.width + LABEL_GAP + static_cast<double>(characters(entry.text)) * LABEL_CHARACTER_WIDTH;
+      if (x + width > WIDTH - MARGIN) {
+        x = MARGIN;
+        y += LINE_HEIGHT;
+      }
+      text += "<g transform=\"translate(" + svgNumber(x) + " " + svgNumber(y) + ")\">\n" + entry.sign + svgGroupEnd();
+      text += svgText(x + entry.width + LABEL_GAP, y + BASELINE, "label", entry.text);
+      x += width + SPACE;
     }
-    for (const auto &each : signKinds) {
-      text += signSvg(each.kind, x + SIGN_WIDTH / 2, LEGEND_Y, "");
-      label(SIGN_WIDTH, each.text);
-    }
+    bottomY = y;
     return svgGroupBegin("legend") + text + svgGroupEnd();
+  }
+
+  std::vector<LegendEntry> legendEntries() const {
+    constexpr double SWATCH_WIDTH = 20;
+    constexpr double SWATCH_HEIGHT = 10;
+    std::vector<LegendEntry> entries;
+    const auto add = [&](bool occurs, const std::string &sign, double width, const char *text) {
+      if (occurs) entries.push_back({sign, width, text});
+    };
+    const auto addBar = [&](bool occurs, const char *kind, const char *text) {
+      add(occurs, svgRect(0, -SWATCH_HEIGHT / 2, SWATCH_WIDTH, SWATCH_HEIGHT, kind), SWATCH_WIDTH, text);
+    };
+    const auto addSignKind = [&](SignKind kind, const char *text) {
+      const bool occurs = std::any_of(signs_.begin(), signs_.end(), [kind](const auto &row) {
+        return std::any_of(row.begin(), row.end(), [kind](const Sign &sign) { return sign.kind == kind; });
+      });
+      add(occurs, signSvg(kind, SIGN_WIDTH / 2, 0, ""), SIGN_WIDTH, text);
+    };
+    const auto hasPhase = [this](Phase phase) {
+      for (size_t i = 0; i < model_.programs.size(); ++i) {
+        for (const PhaseSpan &span : phasesOf(model_.programs[i], lengthNs_)) {
+          if (span.phase == phase && isVisible(i, span)) return true;
+        }
+      }
+      return false;
+    };
+    const auto hasOutcome = [this](Outcome outcome) {
+      return std::any_of(outcomes_.begin(), outcomes_.end(),
+                         [outcome](const OutcomeText &each) { return each.outcome == outcome; });
+    };
+    addBar(true, "waited", "the start-up waits for it");
+    addBar(hasOutcome(Outcome::TIMED_OUT), "late", "waits in vain");
+    addBar(hasPhase(Phase::CREATED), "created", "not started yet");
+    addBar(hasPhase(Phase::STARTING), "starting", "starting");
+    add(hasPhase(Phase::ONLINE), svgRect(0, -READY_HEIGHT / 2, 2, READY_HEIGHT, "ready"), 2, "comes online");
+    addBar(hasPhase(Phase::ONLINE), "online", "online");
+    addBar(hasPhase(Phase::RUNNING), "running", "running");
+    addSignKind(SignKind::CROSS, "failed");
+    addSignKind(SignKind::DONE, "exited with 0");
+    addSignKind(SignKind::ERROR_RAISED, "error raised");
+    addSignKind(SignKind::RESET_REQUESTED, "board reset");
+    addSignKind(SignKind::RESET_HELD, "reset held off");
+    return entries;
   }
 
   // What lies below the grid. A row's title shows wherever one points in it.
@@ -198,18 +220,18 @@ class Picture {
   std::string axis() const {
     const auto most = static_cast<size_t>((plotRight_ - plotLeft_) / PIXELS_A_TICK);
     constexpr double TICK = 5;
-    constexpr size_t ROWS_WITH_AN_AXIS_BELOW = 20;
-    const bool isTall = model_.programs.size() > ROWS_WITH_AN_AXIS_BELOW;
     std::string text;
     for (const Tick &tick : timeTicks(lengthNs_, most)) {
       const double x = std::round(xOf(tick.atNs)) + 0.5;
-      text += svgLine(x, PLOT_TOP - TICK, x, plotBottom_, "grid");
-      text += svgText(x, PLOT_TOP - TICK - BASELINE, "label tick", tick.label, Anchor::MIDDLE);
-      if (isTall) text += svgText(x, plotBottom_ + 16, "label tick", tick.label, Anchor::MIDDLE);
+      text += svgLine(x, plotTop_ - TICK, x, plotBottom_, "grid");
+      text += svgText(x, plotTop_ - TICK - BASELINE, "label tick", tick.label, Anchor::MIDDLE);
+      if (isTall()) text += svgText(x, plotBottom_ + 16, "label tick", tick.label, Anchor::MIDDLE);
     }
-    text += svgLine(plotLeft_, PLOT_TOP + 0.5, plotRight_, PLOT_TOP + 0.5, "axis");
-    text += svgText(delayX_, PLOT_TOP - TICK - BASELINE, "label", "held up", Anchor::END);
-    text += svgText(shareX_, PLOT_TOP - TICK - BASELINE, "label", "share", Anchor::END);
+    text += svgLine(plotLeft_, plotTop_ + 0.5, plotRight_, plotTop_ + 0.5, "axis");
+    text += svgText(MARGIN, plotTop_ - TICK - BASELINE, "label", "program");
+    text += svgText(outcomeX_, plotTop_ - TICK - BASELINE, "label", "what became of it");
+    text += svgText(delayX_, plotTop_ - TICK - BASELINE, "label", "held up", Anchor::END);
+    text += svgText(shareX_, plotTop_ - TICK - BASELINE, "label", "share", Anchor::END);
     return svgGroupBegin("time-axis") + text + svgGroupEnd();
   }
 
@@ -242,12 +264,13 @@ class Picture {
     text += "<rect x=\"" + svgNumber(MARGIN - 8) + "\" y=\"" + svgNumber(y - ROW_HEIGHT / 2) + "\" width=\"" +
             svgNumber(WIDTH - 2 * MARGIN + 16) + "\" height=\"" + svgNumber(ROW_HEIGHT) + "\" fill-opacity=\"0\"/>\n";
     text += svgText(MARGIN, y + BASELINE, "name", names_[index]);
-    for (const PhaseSpan &span : phasesOf(program, lengthNs_))
-      text += barSvg(row, classOf(span.phase), span.beganNs, span.endedNs);
+    for (const PhaseSpan &span : phasesOf(program, lengthNs_)) {
+      if (isVisible(index, span)) text += barSvg(row, classOf(span.phase), span.beganNs, span.endedNs);
+    }
     text += steps(index);
     const bool showsReady = program.readyNs && program.startedNs && *program.readyNs >= *program.startedNs;
     if (showsReady && *program.readyNs <= lengthNs_) {
-      text += svgRect(xOf(*program.readyNs) - 1, y - BAR_HEIGHT / 2 - 2, 2, BAR_HEIGHT + 4, "ready");
+      text += svgRect(xOf(*program.readyNs) - 1, y - READY_HEIGHT / 2, 2, READY_HEIGHT, "ready");
     }
     const OutcomeText &outcome = outcomes_[index];
     const bool isBad = outcome.outcome == Outcome::FAILED || outcome.outcome == Outcome::TIMED_OUT;
@@ -302,61 +325,47 @@ class Picture {
                    "arrow");
   }
 
-  std::string signs() const {
-    std::vector<std::vector<Sign>> ofRows(model_.programs.size() + 1);
+  void findSigns() {
+    signs_.resize(model_.programs.size() + 1);
     for (size_t i = 0; i < model_.programs.size(); ++i) {
       const StartupProgram &program = model_.programs[i];
       if (!program.endedNs || *program.endedNs > lengthNs_ || program.state == EuState::SHUT_DOWN) continue;
       const bool isDone = program.state == EuState::PROGRAM_ENDED && program.waitStatus == 0;
-      ofRows[i + 1].push_back({isDone ? SignKind::DONE : SignKind::CROSS, xOf(*program.endedNs),
+      signs_[i + 1].push_back({isDone ? SignKind::DONE : SignKind::CROSS, xOf(*program.endedNs),
                                isDone ? "exited with 0" : outcomeOf(model_, program, lengthNs_).text});
     }
     for (const StartupMark &mark : model_.marks) {
       if (mark.atNs > lengthNs_) continue;
-      addSign(ofRows[mark.program ? *mark.program + 1 : 0], {signKindOf(mark.kind), xOf(mark.atNs), markText(mark)});
+      addSign(signs_[mark.program ? *mark.program + 1 : 0], {signKindOf(mark.kind), xOf(mark.atNs), markText(mark)});
     }
+    for (std::vector<Sign> &row : signs_)
+      spreadSigns(row, plotLeft_, plotRight_);
+  }
+
+  std::string signs() const {
     std::string text;
-    for (size_t row = 0; row < ofRows.size(); ++row) {
-      spread(ofRows[row]);
-      for (const Sign &sign : ofRows[row])
+    for (size_t row = 0; row < signs_.size(); ++row) {
+      for (const Sign &sign : signs_[row])
         text += signSvg(sign.kind, sign.x, yOf(row), sign.title);
     }
     return svgGroupBegin("signs") + text + svgGroupEnd();
   }
 
-  // Several of one kind at one place are one sign that tells of all.
-  static void addSign(std::vector<Sign> &row, Sign sign) {
-    const auto same = std::find_if(row.begin(), row.end(), [&](const Sign &each) {
-      return each.kind == sign.kind && std::abs(each.x - sign.x) < SIGN_WIDTH;
-    });
-    if (same == row.end()) return row.push_back(std::move(sign));
-    same->title += "\n" + sign.title;
-    }
-
-  // Signs side by side where they would lie on each other, all of them within the plot.
-  void spread(std::vector<Sign> &row) const {
-    std::stable_sort(row.begin(), row.end(), [](const Sign &one, const Sign &other) { return one.x < other.x; });
-    for (size_t i = 1; i < row.size(); ++i)
-      row[i].x = std::max(row[i].x, row[i - 1].x + SIGN_WIDTH);
-    double most = plotRight_;
-    for (auto sign = row.rbegin(); sign != row.rend(); ++sign) {
-      sign->x = std::max(std::min(sign->x, most), plotLeft_);
-      most = sign->x - SIGN_WIDTH;
-    }
-  }
-
   std::string completeLine() const {
     if (model_.state != StartupState::COMPLETE) return "";
     const double x = xOf(model_.lengthNs);
-    return svgLine(x, PLOT_TOP - 22, x, plotBottom_, "complete") +
-           svgText(x, PLOT_TOP - 26, "label", "complete " + shortDuration(model_.lengthNs), Anchor::MIDDLE);
+    return svgLine(x, plotTop_, x, plotBottom_, "complete") +
+           svgText(x, plotTop_ - 26, "label", "complete " + shortDuration(model_.lengthNs), Anchor::MIDDLE);
   }
 
   const StartupModel &model_;
   uint64_t lengthNs_;
   std::vector<std::string> names_;
   std::vector<OutcomeText> outcomes_;
+  std::vector<std::vector<Sign>> signs_;  // by row
+  std::string legend_;
   double plotLeft_ = 0;
+  double plotTop_ = 0;
   double plotRight_ = 0;
   double plotBottom_ = 0;
   double outcomeX_ = 0;
