@@ -25,6 +25,7 @@
 #include "Rehearsal.h"
 #include "RehearsalOptions.h"
 #include "ResetCommand.h"
+#include "StartupCommands.h"
 #include "StatusCommand.h"
 #include "Suggestion.h"
 #include "Terminal.h"
@@ -83,6 +84,7 @@ class CommandLine {
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0")->excludes(addJson(*ungraceful));
     addResetCommands();
     addKeysCommands();
+    addStartup();
     addRehearse();
   }
   CommandLine(const CommandLine &) = delete;
@@ -164,6 +166,13 @@ class CommandLine {
     orv::keys::addCommands(*group, keys_,
                            [this](CLI::App &parent, const std::string &name, const std::string &description,
                                   const Action &action) { return addCommand(parent, name, description, action); });
+  }
+
+  void addStartup() {
+    orv::addStartupCommands(startup_,
+                            [this](const std::string &name, const std::string &description, const Action &action) {
+                              return addCommand(app_, name, description, action);
+                            });
   }
 
   // No common options: it has no node.
@@ -286,6 +295,7 @@ class CommandLine {
   orv::ErrorsArguments errors_;
   orv::MessageArguments message_;
   orv::keys::KeysArguments keys_;
+  orv::StartupArguments startup_;
   orv::rehearsal::Arguments rehearsal_;
   Action action_;
 };
