@@ -267,7 +267,8 @@ class DefinitionCheck {
     const int32_t flags = record_.supervisionFlags;
     checkNumber(source_, span(FLAGS), {10, "flags", std::to_string(flags), isSaturated(FLAGS, flags)});
     constexpr int32_t KNOWN = RAISE_ON_FAILURE | RESET_ON_FAILURE;
-    if ((flags & ~KNOWN) == 0) return;
+    // Of a number that does not fit the bits say nothing.
+    if ((flags & ~KNOWN) == 0 || isSaturated(FLAGS, flags)) return;
     source_.complain(
         trimmed(source_, span(FLAGS)),
         {WARNING, "unknown-flags", "flags " + std::to_string(flags) + " have bits that nobody reads",

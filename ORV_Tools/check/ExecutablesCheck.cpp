@@ -33,7 +33,7 @@ class ExecutablesCheck {
     const Span read = readPart(part);
     const ExecutablesReading reading = readExecutables(std::string(source_.part(read)));
     const std::vector<WalkedExecutable> definitions = walkExecutables(source_.text(), read);
-    if (!reading.isAccepted) return tellTooMany(definitions[MAX_EXE_DEFS]);
+    if (!reading.isAccepted) return tellTooMany(firstBeyond(definitions));
     unsigned index = 0;
     for (const WalkedExecutable &walked : definitions) {
       if (walked.expected.path[0] == '\0') {
@@ -68,12 +68,23 @@ class ExecutablesCheck {
     return read;
   }
 
+  // The one behind as many as there is room for; those without a path take none.
+  static const WalkedExecutable &firstBeyond(const std::vector<WalkedExecutable> &definitions) {
+    unsigned count = 0;
+    for (const WalkedExecutable &definition : definitions) {
+      if (count == MAX_EXE_DEFS) return definition;
+      if (definition.expected.path[0] != '\0') ++count;
+    }
+    return definitions.back();
+  }
+
   void tellTooMany(const WalkedExecutable &definition) {
     const std::string limit = std::to_string(MAX_EXE_DEFS);
-    source_.complain(definition.whole,
-                     {ERROR, "too-many-definitions", "more than " + limit + " executables",
-                      "the daemon starts none of them, and no application either",
-                      "at most " + limit + " executables, blank ones counted; others belong into the definition file"});
+    source_.complain(
+        definition.whole,
+        {ERROR, "too-many-definitions", "more than " + limit + " executables",
+         "the daemon starts none of them, and no application either",
+         "at most " + limit + " executables, and nothing behind the last; others belong into the definition file"});
   }
 
   void tellEmpty(const WalkedExecutable &walked) {
