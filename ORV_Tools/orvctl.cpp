@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "CheckCommand.h"
 #include "Commands.h"
 #include "ErrorsCommand.h"
 #include "KeysCommand.h"
@@ -41,7 +42,7 @@ constexpr const char *FOOTER =
     "  1  the answer is no: not set, not in time, not delivered\n"
     "  2  the command makes no sense\n"
     "  3  the system failed: no node there, no permission, no space\n"
-    "orvctl rehearse has its own.\n"
+    "orvctl rehearse and orvctl check have their own.\n"
     "\n"
     "A value that begins with - goes after --: orvctl tag set NAME -- -v\n"
     "orvctl COMMAND --help tells more of a command.";
@@ -49,6 +50,7 @@ constexpr const char *FOOTER =
 using Action = std::function<int(const Arguments &arguments, std::string &output)>;
 
 constexpr const char *REHEARSE = "rehearse";
+constexpr const char *CHECK = "check";
 
 // Whether the word before a command is one of the options whose value is a word of its own.
 bool takesNextWord(const std::string &word) {
@@ -86,6 +88,7 @@ class CommandLine {
     addKeysCommands();
     addStartup();
     addRehearse();
+    addCheck();
   }
   CommandLine(const CommandLine &) = delete;
   CommandLine &operator=(const CommandLine &) = delete;
@@ -188,6 +191,16 @@ class CommandLine {
     return command.add_flag("--json", arguments_.json, "As one JSON object");
   }
 
+  // No common options: it has no node.
+  void addCheck() {
+    CLI::App *command =
+        app_.add_subcommand(CHECK, "What the daemon makes of a definition file or an option, before it does");
+    command->parse_complete_callback([this] {
+      action_ = [this](const Arguments &, std::string &output) { return orv::checkCommand(check_, output); };
+    });
+    orv::addCheckOptions(*command, check_);
+  }
+
   void addTagName(CLI::App &command) {
     command.add_option("NAME", arguments_.tagName, "Name of the tag")->required()->type_name("");
   }
@@ -286,7 +299,7 @@ class CommandLine {
   CLI::App app_{
       "Looks at a node and its log, changes its tags, RAD parameters, run record and keys, sends and receives "
       "messages, "
-      "and rehearses a start-up.",
+      "rehearses a start-up and checks what it is made of.",
       "orvctl"};
   Arguments arguments_;
   orv::LogArguments log_;
@@ -297,6 +310,7 @@ class CommandLine {
   orv::keys::KeysArguments keys_;
   orv::StartupArguments startup_;
   orv::rehearsal::Arguments rehearsal_;
+  orv::CheckArguments check_;
   Action action_;
 };
 
@@ -353,7 +367,8 @@ std::string usageProblem(const CLI::App &app, const std::vector<std::string> &wo
   if (std::string problem = commandProblem(app, words); !problem.empty()) return problem;
   std::string what = error.what();
   what = what.substr(0, what.find('\n'));
-  return what + (commandOf(words) == REHEARSE ? " (see orvctl rehearse --help)" : " (see orvctl --help)");
+  const std::string command = commandOf(words);
+  return what + " (see orvctl " + (command == REHEARSE || command == CHECK ? command + " " : "") + "--help)";
 }
 
 int finish(int exitCode, const std::string &output) {
@@ -362,6 +377,12 @@ int finish(int exitCode, const std::string &output) {
   if (error == 0 || error == EPIPE) return exitCode;
   orv::complain(std::string("cannot write standard output: ") + std::strerror(error));
   return orv::EXIT_FAILED;
+}
+
+// Those commands whose 2 would read as an answer have another.
+int badUseOf(const std::string &command) {
+  if (command == REHEARSE) return orv::rehearsal::EXIT_BAD_USE;
+  return command == CHECK ? orv::EXIT_CHECK_BAD_USE : orv::EXIT_USAGE;
 }
 
 int runTool(int argc, char **argv) {
@@ -373,7 +394,7 @@ int runTool(int argc, char **argv) {
     return finish(orv::EXIT_DONE, commandLine.app().help());
   } catch (const CLI::ParseError &error) {
     orv::complain(usageProblem(commandLine.app(), words, error));
-    return commandOf(words) == REHEARSE ? orv::rehearsal::EXIT_BAD_USE : orv::EXIT_USAGE;
+    return badUseOf(commandOf(words));
   }
   std::string output;
   const int exitCode = commandLine.run(output);
