@@ -84,7 +84,7 @@ std::string bareStateText(const ProgramStatus &program) {
     case ProgramState::LAUNCH_FAILED:
       return launchFailureText(program.result);
     case ProgramState::FINISHED:
-      return program.path.empty() ? "finished" : endText(program.waitStatus);
+      return program.hasEnded ? endText(program.waitStatus) : "finished";
     default:
       return endText(program.waitStatus);
   }
