@@ -209,9 +209,10 @@ int64_t changeNs(const ComparisonRow &row) {
 
 std::string changePercentText(const ComparisonRow &row) {
   if (!row.baseMedianNs || !row.newMedianNs || *row.baseMedianNs == 0) return "";
+  const double percent = 100 * static_cast<double>(changeNs(row)) / static_cast<double>(*row.baseMedianNs);
+  if (std::abs(percent) < 0.5) return "0 %";
   char text[48];
-  std::snprintf(text, sizeof text, "%+.0f %%",
-                100 * static_cast<double>(changeNs(row)) / static_cast<double>(*row.baseMedianNs));
+  std::snprintf(text, sizeof text, "%+.0f %%", percent);
   return text;
 }
 

@@ -35,6 +35,11 @@ const char *classOf(Change change) {
   return change == Change::FASTER ? "faster" : "same";
 }
 
+// The whole start-up is many times as long as what it waits for: its figures have to do.
+bool isDrawn(const ComparisonRow &row) {
+  return row.kind != ComparisonRow::Kind::TOTAL;
+}
+
 class Picture {
  public:
   explicit Picture(const Comparison &comparison) : comparison_(comparison) {
@@ -42,6 +47,7 @@ class Picture {
     for (const ComparisonRow &row : comparison.rows) {
       names_.push_back(shortened(printable(row.name), LONGEST_NAME));
       nameLength = std::max(nameLength, characters(names_.back()));
+      if (!isDrawn(row)) continue;
       for (const std::optional<uint64_t> &delay : row.delaysNs)
         longestNs_ = std::max(longestNs_, delay.value_or(0));
     }
@@ -151,7 +157,13 @@ class Picture {
     const bool isProgram = row.kind == ComparisonRow::Kind::PROGRAM;
     std::string text = svgGroupBegin("row", printable(row.name));
     text += svgText(MARGIN, y + BASELINE, isProgram ? "name" : "muted name", names_[index]);
-    text += spread(row, y);
+    if (isDrawn(row)) text += spread(row, y) + marks(row, y);
+    return text + figures(row, y) + svgGroupEnd();
+  }
+
+  // Those of the new start-ups lie above the others.
+  std::string marks(const ComparisonRow &row, double y) const {
+    std::string text;
     for (const bool ofNew : {false, true}) {
       for (size_t i = 0; i < comparison_.runs.size(); ++i) {
         const ComparedRun &run = comparison_.runs[i];
@@ -161,7 +173,7 @@ class Picture {
                       printable(run.name) + ": " + shortDuration(*row.delaysNs[i]));
       }
     }
-    return text + figures(row, y) + svgGroupEnd();
+    return text;
   }
 
   std::string spread(const ComparisonRow &row, double y) const {
