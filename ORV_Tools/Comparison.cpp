@@ -114,12 +114,6 @@ std::string orDash(const std::optional<uint64_t> &delayNs) {
   return delayNs ? shortDuration(*delayNs) : "-";
 }
 
-std::string changeText(const ComparisonRow &row) {
-  if (!row.baseMedianNs || !row.newMedianNs) return "-";
-  const int64_t change = changeNs(row);
-  return (change < 0 ? "-" : "+") + shortDuration(static_cast<uint64_t>(std::abs(change)));
-}
-
 std::string namesOf(const Comparison &comparison, bool ofNew) {
   std::string names;
   for (const ComparedRun &run : comparison.runs) {
@@ -205,6 +199,13 @@ std::optional<uint64_t> percentile95(std::vector<uint64_t> values) {
 int64_t changeNs(const ComparisonRow &row) {
   if (!row.baseMedianNs || !row.newMedianNs) return 0;
   return static_cast<int64_t>(*row.newMedianNs) - static_cast<int64_t>(*row.baseMedianNs);
+}
+
+std::string changeText(const ComparisonRow &row) {
+  if (!row.baseMedianNs || !row.newMedianNs) return "-";
+  const int64_t change = changeNs(row);
+  const char *sign = change < 0 ? "-" : change > 0 ? "+" : "";
+  return sign + shortDuration(static_cast<uint64_t>(std::abs(change)));
 }
 
 std::string changePercentText(const ComparisonRow &row) {

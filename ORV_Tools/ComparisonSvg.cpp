@@ -40,6 +40,11 @@ bool isDrawn(const ComparisonRow &row) {
   return row.kind != ComparisonRow::Kind::TOTAL;
 }
 
+// Of a file without its folder.
+std::string shortName(const ComparedRun &run) {
+  return printable(run.name.substr(run.name.rfind('/') + 1));
+}
+
 class Picture {
  public:
   explicit Picture(const Comparison &comparison) : comparison_(comparison) {
@@ -93,7 +98,7 @@ class Picture {
     constexpr size_t MOST_CHARACTERS = 80;
     std::string names;
     for (const ComparedRun &run : comparison_.runs) {
-      if (run.isNew == ofNew) names += (names.empty() ? "" : ", ") + printable(run.name);
+      if (run.isNew == ofNew) names += (names.empty() ? "" : ", ") + shortName(run);
     }
     return shortened(names, MOST_CHARACTERS);
   }
@@ -170,7 +175,7 @@ class Picture {
         if (run.isNew != ofNew || !row.delaysNs[i]) continue;
         text +=
             svgCircle(xOf(*row.delaysNs[i]), y, ofNew ? NEW_RADIUS : BASE_RADIUS, ofNew ? classOf(row.change) : "base",
-                      printable(run.name) + ": " + shortDuration(*row.delaysNs[i]));
+                      shortName(run) + ": " + shortDuration(*row.delaysNs[i]));
       }
     }
     return text;
@@ -195,10 +200,7 @@ class Picture {
     const auto delay = [](const std::optional<uint64_t> &ns) { return ns ? shortDuration(*ns) : std::string("-"); };
     const char *kind = row.change == Change::SLOWER ? "bad change" : "change";
     std::string change = row.change == Change::ADDED ? "added" : "removed";
-    if (row.baseMedianNs && row.newMedianNs) {
-      const int64_t ns = changeNs(row);
-      change = (ns < 0 ? "-" : "+") + shortDuration(static_cast<uint64_t>(std::abs(ns)));
-    }
+    if (row.baseMedianNs && row.newMedianNs) change = changeText(row);
     return figure(0, "muted", delay(row.baseMedianNs)) + figure(1, "delay", delay(row.newMedianNs)) +
            figure(2, kind, change) + figure(3, kind, changePercentText(row));
   }

@@ -297,9 +297,14 @@ class Picture {
       const size_t row = rowOf(step);
       const bool isLate = program && outcomes_[*program].outcome == Outcome::TIMED_OUT;
       text += barSvg(row, isLate ? "late" : "waited", step.beganNs, step.endedNs);
-      if (width < ROOM_FOR_TEXT) continue;
-      text += svgText(xOf(step.beganNs) + width / 2, yOf(row) + 3.5, "inbar",
-                      shortDuration(step.endedNs - step.beganNs), Anchor::MIDDLE);
+      // The sign of coming online lies on the bar as well: the text has what is before it.
+      const bool comesOnline = program && model_.programs[*program].readyNs;
+      const uint64_t endNs =
+          comesOnline ? std::clamp(*model_.programs[*program].readyNs, step.beganNs, step.endedNs) : step.endedNs;
+      const double room = xOf(endNs) - xOf(step.beganNs);
+      if (room < ROOM_FOR_TEXT) continue;
+      text += svgText(xOf(step.beganNs) + room / 2, yOf(row) + 3.5, "inbar", shortDuration(step.endedNs - step.beganNs),
+                      Anchor::MIDDLE);
     }
     return text;
   }

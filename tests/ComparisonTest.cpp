@@ -137,7 +137,7 @@ TEST(Comparison, AsText) {
             "pump               410 ms  420 ms  200 ms  -210 ms   -51 %  faster\n"
             "n\\x1bw                  -       -  3.0 ms        -          added\n"
             "old                1.0 ms  1.0 ms       -        -          removed\n"
-            "the daemon itself   10 ms   10 ms   10 ms    +0 ms     0 %\n"
+            "the daemon itself   10 ms   10 ms   10 ms     0 ms     0 %\n"
             "in all             531 ms  551 ms  613 ms   +82 ms   +15 %\n"
             "\n"
             "1 line is slower by more than 10 % and 100 ms.\n");
@@ -151,9 +151,9 @@ TEST(Comparison, AsTextWhereNothingGotSlower) {
             "new:  new\n"
             "\n"
             "PROGRAM            MEDIAN     P95     NEW  CHANGE\n"
-            "radio              100 ms  100 ms  100 ms   +0 ms  0 %\n"
-            "the daemon itself   10 ms   10 ms   10 ms   +0 ms  0 %\n"
-            "in all             110 ms  110 ms  110 ms   +0 ms  0 %\n"
+            "radio              100 ms  100 ms  100 ms    0 ms  0 %\n"
+            "the daemon itself   10 ms   10 ms   10 ms    0 ms  0 %\n"
+            "in all             110 ms  110 ms  110 ms    0 ms  0 %\n"
             "\n"
             "Nothing got slower by more than 100 ms.\n");
 }
