@@ -188,7 +188,8 @@ TEST(StartupModel, EarlierRunsAreTold) {
   ASSERT_TRUE(first);
   EXPECT_EQ(first->run, 1U);
   EXPECT_EQ(first->daemonPid, DAEMON);
-  EXPECT_FALSE(first->nid);
+  EXPECT_EQ(first->nid, 0x1011);
+  EXPECT_EQ(first->ceName, "");
   EXPECT_EQ(first->startedRealtimeNs, (1'700'000'000 - 60) * S);
   EXPECT_EQ(first->state, StartupState::COMPLETE);
   EXPECT_EQ(first->programs[0].delayNs, 490 * MS);
