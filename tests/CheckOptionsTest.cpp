@@ -233,3 +233,10 @@ TEST(CheckTags, AFileNameThatIsANumber) {
                    "  the daemon asks for a text, finds none and reads the default file",
                    "  a path, such as /etc/orv/AppDef.txt"}));
 }
+
+TEST(CheckTags, ANumberBeyond16BitsInAShortList) {
+  EXPECT_EQ(findingsOf(checkTagText("a=0x10004")), Lines{});
+  EXPECT_EQ(findingsOf(checkShortTagText("a=65535,b=-32768,c=0x10004")),
+            (Lines{"1:20+7 warning number-too-large: \"0x10004\" does not fit into the value",
+                   "  the daemon goes on with 4", "  a number that fits"}));
+}

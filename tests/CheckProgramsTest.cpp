@@ -273,7 +273,7 @@ TEST_F(CheckPrograms, AFileThatThePlatformIsToRead) {
 TEST(CheckProgramsHere, ProgramsThatRunAreAllRight) {
   orv::CheckOptions options;
   options.searchPath = "/usr/bin:/bin";
-  for (const std::string path : {"/bin/sh", "/usr/bin/env", "ls", "/proc/self/exe"}) {
+  for (const std::string path : {"/bin/sh", "/usr/bin/env", "ls"}) {
     const auto complaints = orv::checking::programComplaints(path, options);
     EXPECT_TRUE(complaints.empty()) << path << ": " << (complaints.empty() ? "" : complaints[0].what);
   }
