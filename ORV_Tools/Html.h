@@ -32,7 +32,7 @@ std::string htmlParagraph(const HtmlCell &cell);
 // Lines as they stand, in a typewriter's characters.
 std::string htmlLines(const std::vector<HtmlCell> &lines);
 
-// What opens when somebody wants to see it; a printed page has it open.
+// What opens when somebody wants to see it; on paper it is as it was on the screen.
 std::string htmlDetails(const std::string &summary, const std::string &contentHtml);
 
 struct HtmlSection {

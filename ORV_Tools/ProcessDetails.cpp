@@ -5,12 +5,11 @@
 
 #include <algorithm>
 #include <charconv>
-#include <climits>
 #include <fstream>
 #include <iterator>
 #include <memory>
-#include <set>
 #include <sstream>
+#include <utility>
 
 #include "ListeningSockets.h"
 #include "NodeStore.h"
@@ -64,7 +63,10 @@ std::vector<std::string> stackOf(uint32_t pid) {
   for (std::string line; std::getline(lines, line);) {
     const size_t begin = line.find("] ");
     if (begin == std::string::npos) continue;
-    functions.push_back(line.substr(begin + 2, line.find('+') - begin - 2));
+    std::string function = line.substr(begin + 2, line.find('+') - begin - 2);
+    // From here on it is the way into the kernel, the same for everybody.
+    if (function.starts_with("do_syscall") || function.starts_with("entry_") || function.starts_with("el0")) break;
+    functions.push_back(std::move(function));
   }
   return functions;
 }
