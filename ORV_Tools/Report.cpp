@@ -22,6 +22,12 @@ std::string hexText(uint32_t number) {
   return text;
 }
 
+std::string nidText(uint16_t nid) {
+  char text[16];
+  std::snprintf(text, sizeof text, "0x%04x", static_cast<unsigned>(nid));
+  return text;
+}
+
 std::string msText(uint64_t ns) {
   return preciseDurationText(ns / NS_PER_MS);
 }
@@ -30,9 +36,7 @@ std::string msText(uint64_t ns) {
 
 std::string nodeName(const NodeStatus &node) {
   if (!node.run) return "a node without a run";
-  char nid[16];
-  std::snprintf(nid, sizeof nid, "0x%04x", static_cast<unsigned>(node.run->nid));
-  return std::string("node ") + nid + (node.run->ceName.empty() ? "" : " (" + node.run->ceName + ")");
+  return "node " + nidText(node.run->nid) + (node.run->ceName.empty() ? "" : " (" + node.run->ceName + ")");
 }
 
 size_t troubled(const ReportSource &source) {
@@ -90,9 +94,9 @@ std::string statusSection(const ReportSource &source) {
                               : node.daemonIsStopped ? ", stopped"
                                                      : ", alive");
   const bool isWell = node.daemonIsAlive && !node.daemonIsStopped;
-  return htmlFacts({{{"node id"}, {hexText(run.nid), Tone::PLAIN, true}},
+  return htmlFacts({{{"node id"}, {nidText(run.nid), Tone::PLAIN, true}},
                     {{"CE name"}, {run.ceName.empty() ? "-" : run.ceName}},
-                    {{"role"}, {node.isMaster() ? "master" : "slave of " + hexText(run.masterNid)}},
+                    {{"role"}, {node.isMaster() ? "master" : "slave of " + nidText(run.masterNid)}},
                     {{"daemon"}, {daemon, isWell ? Tone::GOOD : Tone::BAD}},
                     {{"run"}, {std::to_string(run.number) + ", since " + timeText(run.startedRealtimeNs)}},
                     {{"start-up"}, {startupText(node, PassingTimes::SHOWN)}},

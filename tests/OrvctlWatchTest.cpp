@@ -95,11 +95,18 @@ class OnTerminal {
  public:
   OnTerminal(const Lines &arguments, const std::string &nodeDirectory) {
     winsize size = {24, 100, 0, 0};
+    before_.c_iflag = ICRNL;
+    before_.c_oflag = OPOST | ONLCR;
+    before_.c_cflag = CS8 | CREAD;
+    before_.c_lflag = ISIG | ICANON | ECHO | IEXTEN;
+    before_.c_cc[VINTR] = '\x03';
+    before_.c_cc[VSUSP] = '\x1a';
+    before_.c_cc[VMIN] = 1;
     std::vector<char *> pointers = {const_cast<char *>(ORVCTL_PATH)};
     for (const std::string &argument : arguments)
       pointers.push_back(const_cast<char *>(argument.c_str()));
     pointers.push_back(nullptr);
-    pid_ = forkpty(&descriptor_, nullptr, nullptr, &size);
+    pid_ = forkpty(&descriptor_, nullptr, &before_, &size);
     if (pid_ < 0) throw std::runtime_error("no terminal");
     if (pid_ == 0) {
       setenv("ORV_NODE_DIR", nodeDirectory.c_str(), 1);
@@ -109,7 +116,6 @@ class OnTerminal {
       execv(ORVCTL_PATH, pointers.data());
       _exit(127);
     }
-    tcgetattr(descriptor_, &before_);
   }
   ~OnTerminal() {
     if (pid_ > 0) {
