@@ -148,6 +148,10 @@ class OnTerminal {
   void signal(int number) const {
     kill(pid_, number);
   }
+  void waitUntilStopped() const {
+    siginfo_t stopped = {};
+    waitid(P_PID, static_cast<id_t>(pid_), &stopped, WSTOPPED | WNOWAIT);
+  }
   // The wait status, after everything has been read.
   int waitForEnd() {
     while (readSome()) {
@@ -268,6 +272,7 @@ TEST_F(OrvctlWatch, GivesTheTerminalBackForAsLongAsItIsSuspended) {
   tool.type("\x1a");
   tool.waitUntil("first screen", [&] { return !tool.screen().isSecond(); });
   EXPECT_TRUE(tool.screen().hasCursor());
+  tool.waitUntilStopped();
   tool.signal(SIGCONT);
   tool.waitUntil("second screen", [&] { return tool.screen().isSecond(); });
   tool.waitFor("state     up");
