@@ -92,7 +92,7 @@ std::string bareStateText(const ProgramStatus &program) {
 
 std::string sinceText(const NodeStatus &status, PassingTimes times) {
   const RunInfo &run = *status.run;
-  const std::string text = timeText(run.startedRealtimeNs);
+  std::string text = timeText(run.startedRealtimeNs);
   if (times == PassingTimes::LEFT_OUT) return text;
   const uint64_t ageNs = status.nowNs > run.startedNs ? status.nowNs - run.startedNs : 0;
   return text + " (" + durationText(ageNs / NS_PER_S) + " ago)";
