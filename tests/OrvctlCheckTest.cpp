@@ -85,8 +85,8 @@ TEST_F(OrvctlCheck, WhatIsReadIsShownThoughAnotherFileIsNot) {
 }
 
 TEST_F(OrvctlCheck, AFileThatIsTooLarge) {
-  const std::string path = write(std::string((1 << 20) + 1, '#'));
-  EXPECT_EQ(outcome({path}), "orvctl: " + path + ": it has more than 1048576 bytes\n3");
+  const std::string path = write(std::string((1 << 18) + 1, '#'));
+  EXPECT_EQ(outcome({path}), "orvctl: " + path + ": it has more than 262144 bytes\n3");
 }
 
 TEST_F(OrvctlCheck, APlatformConfigurationIsNoDefinitionFile) {
