@@ -137,6 +137,14 @@ TEST_F(OrvctlCheck, ProgramsAreLookedForBelowARoot) {
   EXPECT_EQ(exitCode({path, "--no-programs"}), CLEAN);
 }
 
+TEST_F(OrvctlCheck, AProgramWithoutASlashIsLookedUp) {
+  EXPECT_EQ(exitCode({"--strict", write("shell;sh;;0;1;\n")}), CLEAN);
+  std::filesystem::create_directories(directory_.path("root"));
+  const json answer =
+      json::parse(joined(run({"--json", write("a;sh;;0;1;\n"), "--root", directory_.path("root")}).output));
+  EXPECT_EQ(answer["findings"][0]["kind"], "not-in-path");
+}
+
 TEST_F(OrvctlCheck, NothingToCheck) {
   EXPECT_EQ(outcome({}),
             "orvctl: nothing to check: name an application definition file (orvctl check /rom/AppDef.txt), or a string "
