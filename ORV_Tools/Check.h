@@ -64,7 +64,7 @@ struct CheckResult {
 struct CheckOptions {
   std::string root;        // root of the file system in which programs are looked for; empty: this machine's
   bool programs = true;    // look at the programs at all
-  std::string searchPath;  // where programs without a "/" are looked up, as in PATH
+  std::string searchPath;  // where programs without a "/" are looked up; empty: PATH, or below a root the usual folders
 };
 
 struct CheckRequest {

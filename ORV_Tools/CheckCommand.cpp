@@ -4,7 +4,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <cstdlib>
 
 #include "Commands.h"
 
@@ -23,8 +22,6 @@ constexpr const char *FOOTER =
     "  2  errors: something will not start, or will not come online\n"
     "  3  a file cannot be read, or is none that can be checked\n"
     "  64 the command makes no sense";
-
-constexpr const char *USUAL_SEARCH_PATH = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 
 void addRepeated(CLI::App &command, const std::string &name, const std::string &type, const std::string &description,
                  std::vector<std::string> &values) {
@@ -75,12 +72,10 @@ int checkCommand(const CheckArguments &arguments, std::string &output) {
   if (std::count(request.files.begin(), request.files.end(), "-") > 1) {
     return refuse("standard input can be read once: - stands there twice");
   }
-  CheckOptions options = arguments.options;
+  const CheckOptions &options = arguments.options;
   if (!options.root.empty() && !isDirectory(options.root)) {
     return refuse("--root " + options.root + " is no folder (name the folder that is / on the board)");
   }
-  const char *path = std::getenv("PATH");
-  options.searchPath = options.root.empty() && path != nullptr ? path : USUAL_SEARCH_PATH;
   const CheckResult result = check(request, options);
   for (const CheckedInput &input : result.inputs)
     if (!input.problem.empty()) complain(input.problem);

@@ -303,3 +303,12 @@ TEST(CheckDefinitions, ACommentOfAnotherLanguage) {
                    "  the daemon makes an empty record of the line, which takes one of 64 places and starts nothing",
                    "  \"#\" as the first character of the line"}));
 }
+
+TEST(CheckDefinitions, ALineThatIsMuchTooLongIsToldOnce) {
+  const Lines lines = definitionFindings("n;/p;" + std::string(3000, 'a') + "\n");
+  size_t count = 0;
+  for (const std::string &line : lines)
+    count += line.find(" line-too-long: ") == std::string::npos ? 0 : 1;
+  EXPECT_EQ(count, 1U);
+  EXPECT_EQ(lines[0], "1:6+854 warning missing-separator: no \";\" behind the arguments");
+}

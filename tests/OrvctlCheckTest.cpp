@@ -85,8 +85,8 @@ TEST_F(OrvctlCheck, WhatIsReadIsShownThoughAnotherFileIsNot) {
 }
 
 TEST_F(OrvctlCheck, AFileThatIsTooLarge) {
-  const std::string path = write(std::string((1 << 20) + 1, '#'));
-  EXPECT_EQ(outcome({path}), "orvctl: " + path + ": it has more than 1048576 bytes\n3");
+  const std::string path = write(std::string((1 << 18) + 1, '#'));
+  EXPECT_EQ(outcome({path}), "orvctl: " + path + ": it has more than 262144 bytes\n3");
 }
 
 TEST_F(OrvctlCheck, APlatformConfigurationIsNoDefinitionFile) {
@@ -135,6 +135,14 @@ TEST_F(OrvctlCheck, ProgramsAreLookedForBelowARoot) {
   EXPECT_EQ(answer["findings"][0]["kind"], "interpreter-missing");
   EXPECT_EQ(exitCode({path}), ERRORS);
   EXPECT_EQ(exitCode({path, "--no-programs"}), CLEAN);
+}
+
+TEST_F(OrvctlCheck, AProgramWithoutASlashIsLookedUp) {
+  EXPECT_EQ(exitCode({"--strict", write("shell;sh;;0;1;\n")}), CLEAN);
+  std::filesystem::create_directories(directory_.path("root"));
+  const json answer =
+      json::parse(joined(run({"--json", write("a;sh;;0;1;\n"), "--root", directory_.path("root")}).output));
+  EXPECT_EQ(answer["findings"][0]["kind"], "not-in-path");
 }
 
 TEST_F(OrvctlCheck, NothingToCheck) {

@@ -1,6 +1,7 @@
 #include "check/CheckRun.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <map>
 #include <tuple>
 #include <utility>
@@ -15,6 +16,7 @@ namespace {
 
 constexpr CheckSeverity WARNING = CheckSeverity::WARNING;
 constexpr CheckSeverity ERROR = CheckSeverity::ERROR;
+constexpr const char *USUAL_SEARCH_PATH = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
 constexpr std::string_view READY_TAG_BEGIN = "eu.";
 constexpr std::string_view READY_TAG_END = ".ready";
 
@@ -82,6 +84,12 @@ class ReadyTagCheck {
 };
 
 }  // namespace
+
+CheckRun::CheckRun(const CheckOptions &options) : options_(options) {
+  if (!options_.searchPath.empty()) return;
+  const char *path = std::getenv("PATH");
+  options_.searchPath = options_.root.empty() && path != nullptr ? path : USUAL_SEARCH_PATH;
+}
 
 std::string Unit::who() const {
   if (!isApplication) return "executable " + quoted(euName);

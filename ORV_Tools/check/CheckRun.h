@@ -34,7 +34,7 @@ struct EarlyTag {
 
 class CheckRun {
  public:
-  explicit CheckRun(const CheckOptions &options) : options_(options) {}
+  explicit CheckRun(const CheckOptions &options);
   CheckRun(const CheckRun &) = delete;
   CheckRun &operator=(const CheckRun &) = delete;
 

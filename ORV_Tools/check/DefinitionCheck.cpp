@@ -59,7 +59,8 @@ class DefinitionCheck {
   }
 
   void checkLength() {
-    if (line_.end != LineEnd::TOO_LONG) return;
+    // Of its rest it has been said.
+    if (line_.end != LineEnd::TOO_LONG || line_.goesOnTooLong) return;
     const size_t begin = line_.span.end();
     const size_t end = std::min(source_.text().find_first_of("\n\r", begin), source_.text().size());
     source_.complain({begin, end - begin}, {ERROR, "line-too-long",

@@ -136,7 +136,7 @@ class DefinitionFileCheck {
   }
 
   void checkComment(const WalkedLine &line) {
-    if (line.end != LineEnd::TOO_LONG) return;
+    if (line.end != LineEnd::TOO_LONG || line.goesOnTooLong) return;
     const size_t begin = line.span.end();
     const size_t end = std::min(source_.text().find_first_of("\n\r", begin), source_.text().size());
     source_.complain({begin, end - begin},

@@ -102,7 +102,7 @@ class ProgramCheck {
     std::string folder;
     while (std::getline(folders, folder, ':')) {
       if (!folder.starts_with('/')) continue;
-      const std::string path = folder + "/" + name;
+      std::string path = folder + "/" + name;
       const RootedPath found = followBelow(root_, path);
       struct stat file = {};
       if (found.error == 0 && stat(found.here.c_str(), &file) == 0 && S_ISREG(file.st_mode) &&
