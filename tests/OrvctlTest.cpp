@@ -200,7 +200,8 @@ TEST_F(OrvctlUsage, NearestCommandIsNamed) {
 
 TEST_F(OrvctlUsage, MissingCommandIsSaidWithWhatThereIs) {
   EXPECT_EQ(complaint(USAGE, {}),
-            "orvctl: a command is missing: orvctl tag|rad|log|msg|status|ungraceful|why-reset|reset|keys|rehearse (see "
+            "orvctl: a command is missing: orvctl "
+            "tag|rad|log|msg|status|ungraceful|why-reset|reset|keys|chart|blame|compare|rehearse (see "
             "orvctl --help)");
   EXPECT_EQ(complaint(USAGE, {"--node-dir=x", "rad"}),
             "orvctl: a command is missing: orvctl rad set|get|list (see orvctl --help)");
