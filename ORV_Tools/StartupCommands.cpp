@@ -57,8 +57,7 @@ bool addRuns(const Arguments &arguments, const std::vector<std::string> &names, 
   for (const std::string &name : names) {
     std::optional<StartupModel> model = startupNamed(arguments, name, exitCode);
     if (!model) return false;
-    const bool isNumber = name.find_first_not_of("0123456789") == std::string::npos;
-    runs.push_back({(isNumber ? "run " : "") + name, areNew, std::move(*model)});
+    runs.push_back({(parseRunNumber(name) ? "run " : "") + name, areNew, std::move(*model)});
     if (!isComparable(runs.back(), exitCode)) return false;
   }
   return true;
@@ -122,10 +121,15 @@ int blame(const Arguments &arguments, const StartupArguments &startup, std::stri
 }
 
 void addSourceOptions(CLI::App &command, StartupArguments &startup, CLI::Option *other = nullptr) {
-  CLI::Option *run = command
-                         .add_option("--run", startup.run,
-                                     "The run of that number (else the latest); older ones go as their events do")
-                         ->type_name("N");
+  const auto take = [&startup](const std::string &text) {
+    startup.run = parseRunNumber(text);
+    if (!startup.run) throw CLI::ValidationError("--run", "\"" + text + "\" is not the number of a run");
+  };
+  CLI::Option *run =
+      command
+          .add_option_function<std::string>(
+              "--run", take, "The run of that number (else the latest); older ones go as their events do")
+          ->type_name("N");
   CLI::Option *from = command.add_option("--from", startup.from, "A file of orvctl chart --json instead of a node")
                           ->type_name("FILE")
                           ->excludes(run);

@@ -48,11 +48,16 @@ std::optional<StartupModel> startupOfFile(const std::string &path, int &exitCode
   return std::nullopt;
 }
 
+std::optional<uint64_t> parseRunNumber(const std::string &text) {
+  uint64_t number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool isNumber = error == std::errc() && end == text.data() + text.size();
+  return isNumber ? std::optional(number) : std::nullopt;
+}
+
 std::optional<StartupModel> startupNamed(const Arguments &arguments, const std::string &name, int &exitCode) {
-  uint64_t run = 0;
-  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), run);
-  const bool isRun = error == std::errc() && end == name.data() + name.size();
-  return isRun ? startupOfNode(arguments, run, exitCode) : startupOfFile(name, exitCode);
+  const std::optional<uint64_t> run = parseRunNumber(name);
+  return run ? startupOfNode(arguments, run, exitCode) : startupOfFile(name, exitCode);
 }
 
 }  // namespace orv

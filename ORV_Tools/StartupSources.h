@@ -3,6 +3,7 @@
 #ifndef ORV_TOOLS_STARTUPSOURCES_H
 #define ORV_TOOLS_STARTUPSOURCES_H
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -19,7 +20,10 @@ std::optional<StartupModel> startupOfNode(const Arguments &arguments, std::optio
 // the file cannot be read, and EXIT_USAGE where something else is in it.
 std::optional<StartupModel> startupOfFile(const std::string &path, int &exitCode);
 
-// A number of the node's runs, or a file: what has another character than digits in it is a file.
+// A number in decimal digits. Nothing for anything else.
+std::optional<uint64_t> parseRunNumber(const std::string &text);
+
+// A number of the node's runs, or a file: what is no number is a file.
 std::optional<StartupModel> startupNamed(const Arguments &arguments, const std::string &name, int &exitCode);
 
 }  // namespace orv

@@ -226,7 +226,8 @@ TEST_F(OrvctlChart, WhatCannotBeReadIsSaid) {
   EXPECT_NE(complaint({"blame", "--from", node.path("missing.json")}, FAILED).find("missing.json"), std::string::npos);
   EXPECT_EQ(complaint({"compare", there}, USAGE), "orvctl: there is nothing to compare with: name two runs at least\n");
   EXPECT_NE(complaint({"compare", there, there, "--limit", "-1"}, USAGE).find("is not a number"), std::string::npos);
-  EXPECT_NE(complaint({"chart", "--run", "x"}, USAGE).find("--run"), std::string::npos);
+  for (const char *number : {"x", "-1", "1x", "18446744073709551616"})
+    EXPECT_NE(complaint({"chart", "--run", number}, USAGE).find("is not the number of a run"), std::string::npos);
   EXPECT_NE(complaint({"chart", "--run", "1", "--from", there}, USAGE).find("--from"), std::string::npos);
   EXPECT_NE(complaint({"chart"}, FAILED).find("there is no node in"), std::string::npos);
 }

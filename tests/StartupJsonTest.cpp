@@ -1,7 +1,12 @@
 // A start-up as JSON: what is written is read again, and what is none is refused with the place.
 #include <gtest/gtest.h>
 
+#include <random>
+
+#include "Blame.h"
 #include "StartupFixture.h"
+#include "StartupSvg.h"
+#include "StartupText.h"
 
 using namespace startuptest;
 
@@ -111,6 +116,40 @@ TEST(StartupJson, WhatContradictsItselfIsRefused) {
   EXPECT_EQ(problemOf(changed("\"began_ns\": 10000000, \"ended_ns\": 500000000, \"state\"",
                               "\"began_ns\": 600000000, \"ended_ns\": 500000000, \"state\"")),
             "programs[0].wait.ended_ns is not behind began_ns");
+}
+
+// Damaged at random places, always the same ones: what is taken all the same is whole enough to be shown.
+TEST(StartupJson, WhateverTheBytesThereIsAnAnswer) {
+  const std::string json = orv::startupJson(eventfulRun().model());
+  std::minstd_rand random(71);
+  unsigned taken = 0;
+  for (int i = 0; i < 2000; ++i) {
+    std::string damaged = json;
+    for (auto change = random() % 3; change < 3; ++change) {
+      const size_t at = random() % damaged.size();
+      constexpr std::string_view BYTES = "0123456789-,:{}[]\"nullx\xff";
+      if (random() % 4 == 0) {
+        damaged.erase(at, random() % 8);
+      } else {
+        damaged[at] = BYTES[random() % BYTES.size()];
+      }
+    }
+    std::string problem;
+    const std::optional<orv::StartupModel> model = orv::startupFromJson(damaged, problem);
+    ASSERT_EQ(model.has_value(), problem.empty()) << damaged;
+    if (!model) continue;
+    ++taken;
+    const orv::Blame blame = orv::blameOf(*model);
+    uint64_t sumNs = blame.daemonNs;
+    for (const orv::BlameRow &row : blame.rows)
+      sumNs += row.delayNs;
+    ASSERT_EQ(sumNs, model->lengthNs);
+    ASSERT_FALSE(orv::startupSvg(*model).empty());
+    ASSERT_FALSE(orv::startupChartText(*model, 80).empty());
+    ASSERT_FALSE(orv::blameText(*model).empty());
+  }
+  // Digits and letters of names may change without harm.
+  EXPECT_GT(taken, 20U);
 }
 
 TEST(StartupJson, FieldsThatAreNotKnownAreLeftAlone) {
