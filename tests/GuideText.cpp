@@ -1,0 +1,199 @@
+#include "GuideText.h"
+
+#include <fstream>
+#include <map>
+#include <regex>
+#include <sstream>
+#include <stdexcept>
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+constexpr const char *FENCE = "```";
+constexpr const char *HIDDEN_BEGIN = "<!-- guide: ";
+constexpr const char *HIDDEN_END = " -->";
+constexpr const char *ANYTHING = "…";
+
+[[noreturn]] void refuse(size_t lineNumber, const std::string &what) {
+  throw std::runtime_error("line " + std::to_string(lineNumber) + ": " + what);
+}
+
+// The words behind the three backquotes: the language, and attributes.
+struct Fence {
+  std::string language;
+  std::map<std::string, std::string> attributes;
+};
+
+Fence fenceOf(const std::string &line, size_t lineNumber) {
+  std::istringstream words(line.substr(3));
+  Fence fence;
+  words >> fence.language;
+  for (std::string word; words >> word;) {
+    const size_t equals = word.find('=');
+    const std::string name = word.substr(0, equals);
+    if (equals == std::string::npos || (name != "file" && name != "source" && name != "terminal")) {
+      refuse(lineNumber, "\"" + word + "\" is none of file=, source=, terminal=");
+    }
+    fence.attributes[name] = word.substr(equals + 1);
+  }
+  return fence;
+}
+
+class Parser {
+ public:
+  explicit Parser(const std::string &text) : text_(text) {}
+
+  std::vector<GuideStep> run() {
+    for (std::string line; next(line);) {
+      if (line.starts_with(FENCE)) {
+        takeBlock(fenceOf(line, lineNumber_));
+      } else if (line.starts_with(HIDDEN_BEGIN)) {
+        takeHidden(line);
+      }
+    }
+    return steps_;
+  }
+
+ private:
+  bool next(std::string &line) {
+    ++lineNumber_;
+    return static_cast<bool>(std::getline(text_, line));
+  }
+
+  GuideStep &add(GuideStep::Kind kind, unsigned terminal) {
+    GuideStep step;
+    step.kind = kind;
+    step.lineNumber = lineNumber_;
+    step.terminal = terminal;
+    return steps_.emplace_back(step);
+  }
+
+  void takeHidden(const std::string &line) {
+    const std::string begin = HIDDEN_BEGIN;
+    if (!line.ends_with(HIDDEN_END)) refuse(lineNumber_, "the comment does not end in its line");
+    add(GuideStep::Kind::HIDDEN, 1).text =
+        line.substr(begin.size(), line.size() - begin.size() - std::string(HIDDEN_END).size());
+  }
+
+  void takeBlock(const Fence &fence) {
+    const auto file = fence.attributes.find("file");
+    const auto terminal = fence.attributes.find("terminal");
+    if (file != fence.attributes.end()) {
+      GuideStep &step = add(GuideStep::Kind::WRITTEN_FILE, 1);
+      step.name = file->second;
+      if (const auto source = fence.attributes.find("source"); source != fence.attributes.end())
+        step.source = source->second;
+      for (std::string line; nextOfBlock(line);)
+        step.text += line + "\n";
+    } else if (fence.language == "console") {
+      takeConsole(terminal == fence.attributes.end() ? 1U : static_cast<unsigned>(std::stoul(terminal->second)));
+    } else {
+      refuse(lineNumber_, "nothing runs this block (it is neither ```console nor a file=)");
+    }
+  }
+
+  bool nextOfBlock(std::string &line) {
+    const size_t begin = lineNumber_;
+    if (!next(line)) refuse(begin, "the block does not end");
+    return line != FENCE;
+  }
+
+  void takeConsole(unsigned terminal) {
+    const size_t first = steps_.size();
+    for (std::string line; nextOfBlock(line);) {
+      if (line.starts_with("$ ")) {
+        add(GuideStep::Kind::COMMAND, terminal).text = line.substr(2);
+      } else if (line == "^C") {
+        add(GuideStep::Kind::INTERRUPT, terminal);
+      } else if (steps_.size() == first) {
+        refuse(lineNumber_, "output without a command above it");
+      } else if (line.starts_with("> ") && steps_.back().output.empty()) {
+        steps_.back().text += "\n" + line.substr(2);
+      } else {
+        steps_.back().output.push_back(line);
+      }
+    }
+    if (steps_.size() == first) refuse(lineNumber_, "a console without a command");
+  }
+
+  std::istringstream text_;
+  size_t lineNumber_ = 0;
+  std::vector<GuideStep> steps_;
+};
+
+struct Wildcard {
+  const char *text;
+  const char *expression;
+};
+
+constexpr Wildcard WILDCARDS[] = {
+    {"<pid>", "[0-9]+"},
+    {"<n>", "[0-9]+(\\.[0-9]+)?"},
+    {"<time>", "[0-9]{2}:[0-9]{2}:[0-9]{2}(\\.[0-9]+)?"},
+    {"<date>", "[0-9]{4}-[0-9]{2}-[0-9]{2} [0-9]{2}:[0-9]{2}:[0-9]{2}(\\.[0-9]+)?( [+-][0-9]{4})?"},
+    {ANYTHING, ".*"},
+};
+
+std::string replaced(std::string text, const std::string &part, const std::string &by) {
+  for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + by.size()))
+    text.replace(at, part.size(), by);
+  return text;
+}
+
+std::string quotedForExpression(const std::string &text) {
+  std::string quoted;
+  for (const char letter : text) {
+    if (std::string("\\^$.|?*+()[]{}").find(letter) != std::string::npos) quoted += '\\';
+    quoted += letter;
+  }
+  return quoted;
+}
+
+bool lineMatches(const std::string &shownLine, const std::string &line, const std::string &here) {
+  const std::string shown = replaced(shownLine, "<here>", here);
+  std::string expression = quotedForExpression(shown);
+  const std::string plain = expression;
+  for (const Wildcard &wildcard : WILDCARDS)
+    expression = replaced(expression, wildcard.text, wildcard.expression);
+  if (expression == plain) return shown == line;
+  expression = std::regex_replace(expression, std::regex(" +"), " +");
+  return std::regex_match(line, std::regex(expression));
+}
+
+// From line `i` of what is shown and line `j` of what there is.
+bool matchesFrom(const Lines &shown, size_t i, const Lines &lines, size_t j, bool beginningIsEnough,
+                 const std::string &here) {
+  for (; i < shown.size(); ++i, ++j) {
+    if (shown[i] == ANYTHING) {
+      for (size_t next = j; next <= lines.size(); ++next) {
+        if (matchesFrom(shown, i + 1, lines, next, beginningIsEnough, here)) return true;
+      }
+      return false;
+    }
+    if (j >= lines.size() || !lineMatches(shown[i], lines[j], here)) return false;
+  }
+  return beginningIsEnough || j == lines.size();
+}
+
+}  // namespace
+
+std::vector<GuideStep> parseGuide(const std::string &text) {
+  return Parser(text).run();
+}
+
+std::vector<GuideStep> readGuide(const std::string &fileName) {
+  std::ostringstream text;
+  std::ifstream file(fileName);
+  text << file.rdbuf();
+  if (!file) throw std::runtime_error("cannot read " + fileName);
+  return parseGuide(text.str());
+}
+
+bool matchesShown(const Lines &shown, const Lines &lines, const std::string &here) {
+  return matchesFrom(shown, 0, lines, 0, false, here);
+}
+
+bool beginsAsShown(const Lines &shown, const Lines &lines, const std::string &here) {
+  return matchesFrom(shown, 0, lines, 0, true, here);
+}
