@@ -33,6 +33,7 @@ while IFS= read -r -d '' command <&3; do
   printf '\n@end %s\n' "$status"
 done
 )";
+constexpr std::chrono::seconds OUTPUT_LIMIT{30};
 constexpr const char *MARK = "@end ";
 
 std::string shownText(const Lines &lines) {
@@ -40,6 +41,11 @@ std::string shownText(const Lines &lines) {
   for (const std::string &line : lines)
     text += "    " + line + "\n";
   return text.empty() ? "    (nothing)\n" : text;
+}
+
+bool isTyped(const GuideStep &step) {
+  return step.kind == GuideStep::Kind::COMMAND || step.kind == GuideStep::Kind::INTERRUPT ||
+         step.kind == GuideStep::Kind::MORE_OUTPUT;
 }
 
 void linkAll(const fs::path &from, const fs::path &to) {
@@ -132,17 +138,15 @@ GuideRunner::Terminal &GuideRunner::terminal(unsigned number) {
 }
 
 std::vector<std::string> GuideRunner::run(const std::vector<GuideStep> &steps) {
-  for (size_t i = 0; i < steps.size(); ++i) {
+  // What comes behind a step that went wrong rests on it.
+  for (size_t i = 0; i < steps.size() && problems_.empty(); ++i) {
     const auto next =
-        std::find_if(steps.begin() + static_cast<std::ptrdiff_t>(i) + 1, steps.end(), [&](const GuideStep &each) {
-          const bool isTyped = each.kind == GuideStep::Kind::COMMAND || each.kind == GuideStep::Kind::INTERRUPT;
-          return isTyped && each.terminal == steps[i].terminal;
-        });
+        std::find_if(steps.begin() + static_cast<std::ptrdiff_t>(i) + 1, steps.end(),
+                     [&](const GuideStep &each) { return isTyped(each) && each.terminal == steps[i].terminal; });
     try {
-      take(steps[i], next != steps.end() && next->kind == GuideStep::Kind::INTERRUPT);
+      take(steps[i], next != steps.end() && next->kind != GuideStep::Kind::COMMAND);
     } catch (const std::exception &error) {
       report(steps[i], error.what());
-      break;  // what comes next rests on it
     }
   }
   return problems_;
@@ -155,6 +159,12 @@ void GuideRunner::take(const GuideStep &step, bool runsOn) {
       return writeFile(step);
     case GuideStep::Kind::HIDDEN:
       return takeHidden(step);
+    case GuideStep::Kind::ELSEWHERE:
+      if (access((std::string(ORV_SOURCE_DIR "/") + step.source).c_str(), R_OK) != 0)
+        report(step, "there is no script " + step.source);
+      return;
+    case GuideStep::Kind::MORE_OUTPUT:
+      return waitForOutput(step);
     case GuideStep::Kind::COMMAND:
       return takeCommand(step, runsOn);
     case GuideStep::Kind::INTERRUPT:
@@ -168,7 +178,12 @@ void GuideRunner::takeCommand(const GuideStep &step, bool runsOn) {
   std::string status;
   where.type(step.text);
   if (!runsOn) return compare(step, where.waitForEnd(status));
-  const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
+  waitForOutput(step);
+}
+
+void GuideRunner::waitForOutput(const GuideStep &step) {
+  Terminal &where = terminal(step.terminal);
+  const auto deadline = std::chrono::steady_clock::now() + OUTPUT_LIMIT;
   while (!beginsAsShown(step.output, where.sinceLast(), directory())) {
     if (std::chrono::steady_clock::now() > deadline) return compare(step, where.sinceLast());
     std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -24,7 +24,7 @@ class GuideRunner {
   GuideRunner &operator=(const GuideRunner &) = delete;
 
   // Takes the steps in order. Returns what was not as shown, each with the number of its line; empty where all was. A
-  // command behind which Ctrl-C comes in the same terminal runs on until then.
+  // command behind which Ctrl-C or more output comes in the same terminal runs on until Ctrl-C.
   std::vector<std::string> run(const std::vector<GuideStep> &steps);
 
   const std::string &directory() const {
@@ -37,6 +37,7 @@ class GuideRunner {
   Terminal &terminal(unsigned number);
   void take(const GuideStep &step, bool runsOn);
   void takeCommand(const GuideStep &step, bool runsOn);
+  void waitForOutput(const GuideStep &step);
   void takeHidden(const GuideStep &step);
   void writeFile(const GuideStep &step);
   void compare(const GuideStep &step, const std::vector<std::string> &lines);

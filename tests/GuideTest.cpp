@@ -22,6 +22,9 @@ struct Guide {
 };
 
 constexpr Guide GUIDES[] = {
+    {"getting-started.md", false, false},
+    {"platform-library.md", false, true},
+    {"readiness.md", false, true},
     {"rehearsal.md", true, false},
 };
 
@@ -88,7 +91,8 @@ TEST(GuideText, BlockThatNothingRunsIsRefused) {
   EXPECT_EQ(refusalOf("text\n```\nls\n```\n"),
             "line 2: nothing runs this block (it is neither ```console nor a file=)");
   EXPECT_EQ(refusalOf("```sh\nls\n```\n"), "line 1: nothing runs this block (it is neither ```console nor a file=)");
-  EXPECT_EQ(refusalOf("```console run=no\n$ ls\n```\n"), "line 1: \"run=no\" is none of file=, source=, terminal=");
+  EXPECT_EQ(refusalOf("```console run=no\n$ ls\n```\n"),
+            "line 1: \"run=no\" is none of by=, file=, source=, terminal=");
   EXPECT_EQ(refusalOf("```console\nls\n```\n"), "line 2: output without a command above it");
   EXPECT_EQ(refusalOf("```console\n```\n"), "line 2: a console without a command");
   EXPECT_EQ(refusalOf("```console\n$ ls\n"), "line 2: the block does not end");
@@ -117,6 +121,7 @@ TEST(GuideRunner, SaysWhatIsNotAsShown) {
   EXPECT_EQ(run("```console\n$ echo a\na\n$ echo b\nc\n```\n"),
             Lines{"line 4: $ echo b\n  is shown to print\n    c\n  and prints\n    b\n"});
   EXPECT_EQ(run("<!-- guide: echo no; false -->\n"), Lines{"line 1: echo no; false: exit status 1\n    no\n"});
+  EXPECT_EQ(run("```console by=scripts/absent\n$ ls\n```\n"), Lines{"line 1: there is no script scripts/absent"});
   EXPECT_EQ(run("```text file=a source=README.md\nx\n```\n"), Lines{"line 1: a is not what stands in README.md"});
 }
 
@@ -129,8 +134,9 @@ TEST(GuideRunner, TerminalsAreShellsThatLiveOn) {
 }
 
 TEST(GuideRunner, CtrlCEndsWhatRunsOn) {
-  EXPECT_EQ(run("```console\n$ echo up; sleep 1000\nup\n```\n```console terminal=2\n$ echo b\nb\n```\n"
-                "```console\n^C\n$ echo $?; echo c\n130\nc\n```\n"),
+  EXPECT_EQ(run("```console\n$ echo up; until [ -e c ]; do sleep 0.01; done; echo c; sleep 1000\nup\n```\n```console "
+                "terminal=2\n$ echo b; touch c\nb\n```\n"
+                "```console\nc\n^C\n$ echo $?; echo c\n130\nc\n```\n"),
             Lines());
 }
 

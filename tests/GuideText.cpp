@@ -1,8 +1,10 @@
 #include "GuideText.h"
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <regex>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 
@@ -14,6 +16,7 @@ constexpr const char *FENCE = "```";
 constexpr const char *HIDDEN_BEGIN = "<!-- guide: ";
 constexpr const char *HIDDEN_END = " -->";
 constexpr const char *ANYTHING = "…";
+const std::set<std::string> ATTRIBUTES = {"by", "file", "source", "terminal"};
 
 [[noreturn]] void refuse(size_t lineNumber, const std::string &what) {
   throw std::runtime_error("line " + std::to_string(lineNumber) + ": " + what);
@@ -32,8 +35,8 @@ Fence fenceOf(const std::string &line, size_t lineNumber) {
   for (std::string word; words >> word;) {
     const size_t equals = word.find('=');
     const std::string name = word.substr(0, equals);
-    if (equals == std::string::npos || (name != "file" && name != "source" && name != "terminal")) {
-      refuse(lineNumber, "\"" + word + "\" is none of file=, source=, terminal=");
+    if (equals == std::string::npos || !ATTRIBUTES.contains(name)) {
+      refuse(lineNumber, "\"" + word + "\" is none of by=, file=, source=, terminal=");
     }
     fence.attributes[name] = word.substr(equals + 1);
   }
@@ -86,6 +89,10 @@ class Parser {
         step.source = source->second;
       for (std::string line; nextOfBlock(line);)
         step.text += line + "\n";
+    } else if (const auto script = fence.attributes.find("by"); script != fence.attributes.end()) {
+      add(GuideStep::Kind::ELSEWHERE, 0).source = script->second;
+      for (std::string line; nextOfBlock(line);) {
+      }
     } else if (fence.language == "console") {
       takeConsole(terminal == fence.attributes.end() ? 1U : static_cast<unsigned>(std::stoul(terminal->second)));
     } else {
@@ -99,6 +106,12 @@ class Parser {
     return line != FENCE;
   }
 
+  bool hasCommand(unsigned terminal) const {
+    return std::any_of(steps_.begin(), steps_.end(), [&](const GuideStep &step) {
+      return step.kind == GuideStep::Kind::COMMAND && step.terminal == terminal;
+    });
+  }
+
   void takeConsole(unsigned terminal) {
     const size_t first = steps_.size();
     for (std::string line; nextOfBlock(line);) {
@@ -107,7 +120,8 @@ class Parser {
       } else if (line == "^C") {
         add(GuideStep::Kind::INTERRUPT, terminal);
       } else if (steps_.size() == first) {
-        refuse(lineNumber_, "output without a command above it");
+        if (!hasCommand(terminal)) refuse(lineNumber_, "output without a command above it");
+        add(GuideStep::Kind::MORE_OUTPUT, terminal).output.push_back(line);
       } else if (line.starts_with("> ") && steps_.back().output.empty()) {
         steps_.back().text += "\n" + line.substr(2);
       } else {
@@ -150,31 +164,54 @@ std::string quotedForExpression(const std::string &text) {
   return quoted;
 }
 
-bool lineMatches(const std::string &shownLine, const std::string &line, const std::string &here) {
-  const std::string shown = replaced(shownLine, "<here>", here);
-  std::string expression = quotedForExpression(shown);
-  const std::string plain = expression;
+// `shown` as a regular expression, and whether it has wildcards.
+std::string expressionOf(const std::string &shown, bool &hasWildcard) {
+  const std::string plain = quotedForExpression(shown);
+  std::string expression = plain;
   for (const Wildcard &wildcard : WILDCARDS)
     expression = replaced(expression, wildcard.text, wildcard.expression);
-  if (expression == plain) return shown == line;
-  expression = std::regex_replace(expression, std::regex(" +"), " +");
-  return std::regex_match(line, std::regex(expression));
+  hasWildcard = expression != plain;
+  return expression;
 }
 
-// From line `i` of what is shown and line `j` of what there is.
-bool matchesFrom(const Lines &shown, size_t i, const Lines &lines, size_t j, bool beginningIsEnough,
-                 const std::string &here) {
-  for (; i < shown.size(); ++i, ++j) {
-    if (shown[i] == ANYTHING) {
-      for (size_t next = j; next <= lines.size(); ++next) {
-        if (matchesFrom(shown, i + 1, lines, next, beginningIsEnough, here)) return true;
-      }
-      return false;
+class Comparison {
+ public:
+  Comparison(const Lines &shown, const Lines &lines, const std::string &here, bool beginningIsEnough)
+      : lines_(lines), beginningIsEnough_(beginningIsEnough) {
+    for (const std::string &line : shown) {
+      bool hasWildcard = false;
+      shown_.push_back(replaced(line, "<here>", here));
+      expressions_.push_back(expressionOf(shown_.back(), hasWildcard));
+      isLoose_ |= hasWildcard && line != ANYTHING;
     }
-    if (j >= lines.size() || !lineMatches(shown[i], lines[j], here)) return false;
   }
-  return beginningIsEnough || j == lines.size();
-}
+
+  // From line `i` of what is shown and line `j` of what there is.
+  bool matchesFrom(size_t i, size_t j) const {
+    for (; i < shown_.size(); ++i, ++j) {
+      if (shown_[i] == ANYTHING) {
+        for (size_t next = j; next <= lines_.size(); ++next) {
+          if (matchesFrom(i + 1, next)) return true;
+        }
+        return false;
+      }
+      if (j >= lines_.size() || !lineMatches(i, lines_[j])) return false;
+    }
+    return beginningIsEnough_ || j == lines_.size();
+  }
+
+ private:
+  bool lineMatches(size_t i, const std::string &line) const {
+    if (!isLoose_) return shown_[i] == line;
+    return std::regex_match(line, std::regex(std::regex_replace(expressions_[i], std::regex(" +"), " +")));
+  }
+
+  Lines shown_;
+  Lines expressions_;
+  const Lines &lines_;
+  bool beginningIsEnough_;
+  bool isLoose_ = false;
+};
 
 }  // namespace
 
@@ -191,9 +228,9 @@ std::vector<GuideStep> readGuide(const std::string &fileName) {
 }
 
 bool matchesShown(const Lines &shown, const Lines &lines, const std::string &here) {
-  return matchesFrom(shown, 0, lines, 0, false, here);
+  return Comparison(shown, lines, here, false).matchesFrom(0, 0);
 }
 
 bool beginsAsShown(const Lines &shown, const Lines &lines, const std::string &here) {
-  return matchesFrom(shown, 0, lines, 0, true, here);
+  return Comparison(shown, lines, here, true).matchesFrom(0, 0);
 }

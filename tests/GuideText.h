@@ -2,10 +2,14 @@
 // refused, so that a guide can show nothing that is not so:
 //
 //   ```console             commands ("$ ", continued on lines that begin with "> ") and below each what it prints;
-//                          "^C" alone presses Ctrl-C
+//                          "^C" alone presses Ctrl-C; output at the beginning is what a command that still runs in this
+//                          terminal goes on to print
 //   ```console terminal=2  the same in a second terminal
 //   ```LANGUAGE file=NAME  a file that the reader writes, in the folder in which he works
 //   ```c file=NAME source=PATH  the same; the file stands in the project as well, at that path
+//   ```console by=PATH     commands that a script of the project runs, as it reads them in the guide: what takes too
+//   long
+//                          or changes the machine
 //   <!-- guide: COMMAND --> a line of its own: something to do that the reader does not see, and that has to succeed
 //
 // In what a command prints these stand for what varies:
@@ -15,7 +19,7 @@
 //   <here>      the folder in which the reader works
 //   …           anything within a line, also nothing; alone on a line: any number of lines, also none
 //
-// In a line that has one of them, blanks may be more or fewer, so that columns may have other widths.
+// In an output that has one of them within a line, blanks may be more or fewer, so that columns may have other widths.
 #ifndef ORV_TESTS_GUIDETEXT_H
 #define ORV_TESTS_GUIDETEXT_H
 
@@ -27,8 +31,10 @@ struct GuideStep {
   enum class Kind {
     COMMAND,       // `text`, and `output` is what is shown below it
     INTERRUPT,     // Ctrl-C; `output` is what is shown below it
+    MORE_OUTPUT,   // `output` of the command that still runs
     WRITTEN_FILE,  // `name` with the content `text`
-    HIDDEN         // `text`
+    HIDDEN,        // `text`
+    ELSEWHERE      // `source` is the script that runs the block
   };
   Kind kind = Kind::COMMAND;
   size_t lineNumber = 0;
