@@ -164,7 +164,7 @@ void GuideRunner::take(const GuideStep &step, bool runsOn) {
         report(step, "there is no script " + step.source);
       return;
     case GuideStep::Kind::MORE_OUTPUT:
-      return waitForOutput(step);
+      return runsOn ? waitForOutput(step) : compare(step, terminal(step.terminal).waitForEnd(status));
     case GuideStep::Kind::COMMAND:
       return takeCommand(step, runsOn);
     case GuideStep::Kind::INTERRUPT:
@@ -184,11 +184,12 @@ void GuideRunner::takeCommand(const GuideStep &step, bool runsOn) {
 void GuideRunner::waitForOutput(const GuideStep &step) {
   Terminal &where = terminal(step.terminal);
   const auto deadline = std::chrono::steady_clock::now() + OUTPUT_LIMIT;
-  while (!beginsAsShown(step.output, where.sinceLast(), directory())) {
+  std::optional<size_t> matched;
+  while (!(matched = beginsAsShown(step.output, where.sinceLast(), directory()))) {
     if (std::chrono::steady_clock::now() > deadline) return compare(step, where.sinceLast());
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
-  where.taken += where.sinceLast().size();
+  where.taken += *matched;
 }
 
 void GuideRunner::takeHidden(const GuideStep &step) {

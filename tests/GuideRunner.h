@@ -24,7 +24,7 @@ class GuideRunner {
   GuideRunner &operator=(const GuideRunner &) = delete;
 
   // Takes the steps in order. Returns what was not as shown, each with the number of its line; empty where all was. A
-  // command behind which Ctrl-C or more output comes in the same terminal runs on until Ctrl-C.
+  // command behind which Ctrl-C or more output comes in the same terminal runs on, until Ctrl-C or to its own end.
   std::vector<std::string> run(const std::vector<GuideStep> &steps);
 
   const std::string &directory() const {

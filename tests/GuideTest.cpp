@@ -22,9 +22,8 @@ struct Guide {
 };
 
 constexpr Guide GUIDES[] = {
-    {"getting-started.md", false, false},
-    {"platform-library.md", false, true},
-    {"readiness.md", false, true},
+    {"getting-started.md", false, false}, {"board-reset.md", true, false},      {"nodes.md", false, false},
+    {"troubleshooting.md", false, false}, {"platform-library.md", false, true}, {"readiness.md", false, true},
     {"rehearsal.md", true, false},
 };
 
@@ -114,7 +113,8 @@ TEST(GuideText, WildcardsStandForWhatVaries) {
   EXPECT_TRUE(matchesShown({"a", "…"}, {"a"}, "/h"));
   EXPECT_FALSE(matchesShown({"a", "…", "c"}, {"a", "b"}, "/h"));
   EXPECT_FALSE(matchesShown({"a"}, {"a", "b"}, "/h"));
-  EXPECT_TRUE(beginsAsShown({"a"}, {"a", "b"}, "/h"));
+  EXPECT_EQ(beginsAsShown({"…", "b", "…"}, {"a", "b", "c"}, "/h"), 2U);
+  EXPECT_EQ(beginsAsShown({"b"}, {"a", "b"}, "/h"), std::nullopt);
 }
 
 TEST(GuideRunner, SaysWhatIsNotAsShown) {
@@ -130,6 +130,12 @@ TEST(GuideRunner, TerminalsAreShellsThatLiveOn) {
                 "```console terminal=2\n$ echo .$a; echo error >&2\n.\nerror\n```\n"
                 "```sh file=d/s\n#!/bin/sh\nprintf x\n```\n"
                 "```console\n$ ./s\nx\n$ cat <<END\n> two\n> lines\n> END\ntwo\nlines\n```\n"),
+            Lines());
+}
+
+TEST(GuideRunner, CommandMayEndByItselfInALaterBlock) {
+  EXPECT_EQ(run("```console\n$ until [ -e c ]; do sleep 0.01; done; echo c\n```\n"
+                "```console terminal=2\n$ touch c\n```\n```console\nc\n$ echo d\nd\n```\n"),
             Lines());
 }
 

@@ -187,7 +187,7 @@ class Comparison {
   }
 
   // From line `i` of what is shown and line `j` of what there is.
-  bool matchesFrom(size_t i, size_t j) const {
+  bool matchesFrom(size_t i, size_t j) {
     for (; i < shown_.size(); ++i, ++j) {
       if (shown_[i] == ANYTHING) {
         for (size_t next = j; next <= lines_.size(); ++next) {
@@ -197,7 +197,11 @@ class Comparison {
       }
       if (j >= lines_.size() || !lineMatches(i, lines_[j])) return false;
     }
+    matched_ = j;
     return beginningIsEnough_ || j == lines_.size();
+  }
+  size_t matched() const {
+    return matched_;
   }
 
  private:
@@ -211,6 +215,7 @@ class Comparison {
   const Lines &lines_;
   bool beginningIsEnough_;
   bool isLoose_ = false;
+  size_t matched_ = 0;
 };
 
 }  // namespace
@@ -231,6 +236,7 @@ bool matchesShown(const Lines &shown, const Lines &lines, const std::string &her
   return Comparison(shown, lines, here, false).matchesFrom(0, 0);
 }
 
-bool beginsAsShown(const Lines &shown, const Lines &lines, const std::string &here) {
-  return Comparison(shown, lines, here, true).matchesFrom(0, 0);
+std::optional<size_t> beginsAsShown(const Lines &shown, const Lines &lines, const std::string &here) {
+  Comparison comparison(shown, lines, here, true);
+  return comparison.matchesFrom(0, 0) ? std::optional(comparison.matched()) : std::nullopt;
 }

@@ -24,6 +24,7 @@
 #define ORV_TESTS_GUIDETEXT_H
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -52,8 +53,8 @@ std::vector<GuideStep> parseGuide(const std::string &text);
 // Whether `lines` are what is shown. `here` is the folder in which the reader works.
 bool matchesShown(const std::vector<std::string> &shown, const std::vector<std::string> &lines,
                   const std::string &here);
-// Whether `lines` begin with what is shown.
-bool beginsAsShown(const std::vector<std::string> &shown, const std::vector<std::string> &lines,
-                   const std::string &here);
+// How many of `lines` are what is shown, where they begin with it; nothing where they do not.
+std::optional<size_t> beginsAsShown(const std::vector<std::string> &shown, const std::vector<std::string> &lines,
+                                    const std::string &here);
 
 #endif
