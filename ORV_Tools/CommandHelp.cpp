@@ -42,6 +42,14 @@ constexpr CommandHelp HELP[] = {
     {"orvctl keys untrust", "orvctl keys untrust 0x2011", "the node was not trusted"},
     {"orvctl keys list", "orvctl keys list --json", nullptr},
     {"orvctl rehearse", "orvctl rehearse --definitions AppDef.txt --late radio=never", nullptr},
+    {"orvctl why", "orvctl why radio", nullptr},
+    {"orvctl errors", "orvctl errors --since 3600", nullptr},
+    {"orvctl chart", "orvctl chart -o start-up.svg", nullptr},
+    {"orvctl blame", "orvctl blame", nullptr},
+    {"orvctl compare", "orvctl compare before.json after.json --limit 10",
+     "something is slower than --limit allows, or the new start-up is not complete"},
+    {"orvctl check", "orvctl check /etc/orv/AppDef.txt", nullptr},
+    {"orvctl report", "orvctl report -o report.tar.gz", nullptr},
     {"orvctl help", "orvctl help tag set", nullptr},
     {"orvctl completions", "orvctl completions bash >/etc/bash_completion.d/orvctl", nullptr},
 };
@@ -59,7 +67,7 @@ void complete(CLI::App &command) {
   for (const CommandHelp &help : HELP) {
     if (path != help.command) continue;
     std::string footer = command.get_footer();
-    const bool hasExitCodes = footer.find("Exit codes:") != std::string::npos;
+    const bool hasExitCodes = footer.find("Exit codes:\n") != std::string::npos;
     if (!hasExitCodes) footer += (footer.empty() ? "" : "\n\n") + exitCodesText(help.no);
     command.footer(std::string("Example:\n  ") + help.example + "\n\n" + footer);
   }

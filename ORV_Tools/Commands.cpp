@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "DaemonProcessState.h"
+#include "Json.h"
 #include "LockWatch.h"
 #include "NodePaths.h"
 #include "NodeStore.h"
@@ -23,6 +24,7 @@ namespace orv {
 namespace {
 
 constexpr uint64_t NS_PER_S = 1'000'000'000;
+constexpr uint64_t NS_PER_MS = 1'000'000;
 constexpr std::chrono::milliseconds WAIT_POLL_INTERVAL(20);
 
 using Store = std::unique_ptr<NodeStore>;
@@ -68,57 +70,36 @@ std::string hexText(uint32_t number, int digits) {
   return text;
 }
 
-// --- status ---------------------------------------------------------------------------------------------------------
+// --- JSON -----------------------------------------------------------------------------------------------------------
 
-struct StateWords {
-  RunState state;
-  const char *daemonAlive;
-  const char *daemonDead;
-};
-
-constexpr StateWords STATE_WORDS[] = {
-    {RunState::EARLY, "starting", "down: the daemon ended during its start-up"},
-    {RunState::UP, "up", "down: the daemon died without a shutdown"},
-    {RunState::DOWN, "shut down, the daemon is about to end", "shut down"},
-};
-
-std::string stateText(RunState state, bool alive) {
-  for (const StateWords &words : STATE_WORDS) {
-    if (words.state == state) return alive ? words.daemonAlive : words.daemonDead;
-  }
-  return "?";  // not reached: the store refuses other states
+TagListing listingOf(const NodeStore &store) {
+  TagListing listing;
+  listing.run = store.run();
+  listing.daemonIsAlive = listing.run && daemonIsAlive(*listing.run);
+  return listing;
 }
 
-std::string sinceText(const RunInfo &run) {
-  const uint64_t now = monotonicNs();
-  const uint64_t ageNs = now > run.startedNs ? now - run.startedNs : 0;
-  return timeText(run.startedRealtimeNs) + " (" + durationText(ageNs / NS_PER_S) + " ago)";
+// "set", and for a tag that is set all that is known of it.
+JsonObject tagStateJson(const NodeStore &store, const std::string &name, const std::optional<Tag> &tag) {
+  JsonObject object = tag ? tagFields(listingOf(store), *tag) : JsonObject().text("name", name);
+  return object.flag("set", tag.has_value());
 }
 
-std::string runText(const RunInfo &run, bool alive) {
-  return tableText({{"state", stateText(run.state, alive)},
-                    {"daemon", "pid " + std::to_string(run.daemonPid) + (alive ? ", alive" : ", dead")},
-                    {"node id", hexText(run.nid, 4)},
-                    {"CE name", run.ceName.empty() ? "-" : printable(run.ceName)},
-                    {"since", sinceText(run)}});
+const char *originName(RadOrigin origin) {
+  return origin == RadOrigin::OPERATOR ? "operator" : "configuration";
 }
 
-std::string programText(const EuRecord &eu) {
-  if (eu.path.empty()) return "-";
-  return printable(eu.args.empty() ? eu.path : eu.path + " " + eu.args);
+JsonObject radFields(const RadParameter &parameter) {
+  JsonObject object;
+  object.number("number", parameter.number).flag("set", true).number("value", parameter.value);
+  return object.text("origin", originName(parameter.origin));
 }
 
-// `statuses` holds what the programs themselves say (STATUS= of the readiness protocol).
-std::string eusText(const std::vector<EuRecord> &eus, const std::map<uint32_t, std::string> &statuses, bool alive) {
-  Rows rows = {{"ID", "EU", "PROGRAM", "PID", "STATE"}};
-  for (const EuRecord &eu : eus) {
-    const auto said = statuses.find(eu.id);
-    const bool hasSaid = said != statuses.end() && !said->second.empty();
-    rows.push_back({std::to_string(eu.id), printable(eu.name), programText(eu),
-                    eu.pid == 0 ? "-" : std::to_string(eu.pid),
-                    euStateText(eu, alive) + (hasSaid ? ": " + printable(said->second) : "")});
-  }
-  return tableText(rows);
+std::string radListJson(const std::vector<RadParameter> &parameters) {
+  std::string text;
+  for (const RadParameter &parameter : parameters)
+    text += (text.empty() ? "\n" : ",\n") + radFields(parameter).str();
+  return "{\"rad\": [" + text + (parameters.empty() ? "]}\n" : "\n]}\n");
 }
 
 }  // namespace
@@ -175,6 +156,10 @@ int tagGet(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
   const std::optional<Tag> tag = store->tag(arguments.tagName);
+  if (arguments.json) {
+    output += tagStateJson(*store, arguments.tagName, tag).str() + "\n";
+    return tag ? EXIT_DONE : EXIT_NO;
+  }
   if (!tag) {
     complain("tag " + arguments.tagName + " is not set");
     return EXIT_NO;
@@ -200,9 +185,7 @@ int tagList(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
   if (arguments.isLong || arguments.json) {
-    TagListing listing;
-    listing.run = store->run();
-    listing.daemonIsAlive = listing.run && daemonIsAlive(*listing.run);
+    TagListing listing = listingOf(*store);
     listing.tags = store->tags();
     output += arguments.json ? tagListJson(listing) : longTagList(listing);
     return EXIT_DONE;
@@ -216,19 +199,25 @@ int tagList(const Arguments &arguments, std::string &output) {
   return EXIT_DONE;
 }
 
-int tagWait(const Arguments &arguments, std::string &) {
+int tagWait(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
   const uint64_t startNs = monotonicNs();
-  while (!store->tagIsSet(arguments.tagName)) {
-    const double waitedS = static_cast<double>(monotonicNs() - startNs) / static_cast<double>(NS_PER_S);
-    if (arguments.timeoutS && waitedS >= *arguments.timeoutS) {
-      complain("tag " + arguments.tagName + " was not set in time");
-      return EXIT_NO;
-    }
+  const auto waitedS = [startNs] {
+    return static_cast<double>(monotonicNs() - startNs) / static_cast<double>(NS_PER_S);
+  };
+  bool isSet = store->tagIsSet(arguments.tagName);
+  while (!isSet && !(arguments.timeoutS && waitedS() >= *arguments.timeoutS)) {
     std::this_thread::sleep_for(WAIT_POLL_INTERVAL);
+    isSet = store->tagIsSet(arguments.tagName);
   }
-  return EXIT_DONE;
+  if (arguments.json) {
+    JsonObject object = tagStateJson(*store, arguments.tagName, isSet ? store->tag(arguments.tagName) : std::nullopt);
+    output += object.number("waited_ms", (monotonicNs() - startNs) / NS_PER_MS).str() + "\n";
+  } else if (!isSet) {
+    complain("tag " + arguments.tagName + " was not set in time");
+  }
+  return isSet ? EXIT_DONE : EXIT_NO;
 }
 
 int radSet(const Arguments &arguments, std::string &) {
@@ -245,6 +234,15 @@ int radGet(const Arguments &arguments, std::string &output) {
   const std::vector<RadParameter> rads = store->rads();
   const auto found = std::find_if(rads.begin(), rads.end(),
                                   [&](const RadParameter &each) { return each.number == arguments.radNumber; });
+  if (arguments.json) {
+    // What is not set reads as 0.
+    output +=
+        (found == rads.end() ? JsonObject().number("number", arguments.radNumber).flag("set", false).number("value", 0)
+                             : radFields(*found))
+            .str() +
+        "\n";
+    return found == rads.end() ? EXIT_NO : EXIT_DONE;
+  }
   if (found == rads.end()) {
     complain("RAD parameter " + hexText(arguments.radNumber, 0) + " is not set and reads as 0");
     return EXIT_NO;
@@ -256,26 +254,15 @@ int radGet(const Arguments &arguments, std::string &output) {
 int radList(const Arguments &arguments, std::string &output) {
   const Store store = openNode(arguments);
   if (!store) return EXIT_FAILED;
-  Rows rows = {{"NUMBER", "SET BY", "VALUE"}};
-  for (const RadParameter &parameter : store->rads()) {
-    rows.push_back({hexText(parameter.number, 0),
-                    parameter.origin == RadOrigin::OPERATOR ? "operator" : "configuration",
-                    std::to_string(parameter.value)});
-  }
-  output += tableText(rows);
-  return EXIT_DONE;
-}
-
-int status(const Arguments &arguments, std::string &output) {
-  const Store store = openNode(arguments);
-  if (!store) return EXIT_FAILED;
-  const std::optional<RunInfo> run = store->run();
-  if (!run) {
-    output += "No run of this node has begun yet.\n";
+  if (arguments.json) {
+    output += radListJson(store->rads());
     return EXIT_DONE;
   }
-  const bool alive = daemonIsAlive(*run);
-  output += runText(*run, alive) + "\n" + eusText(store->eus(), store->euStatuses(), alive);
+  Rows rows = {{"NUMBER", "SET BY", "VALUE"}};
+  for (const RadParameter &parameter : store->rads()) {
+    rows.push_back({hexText(parameter.number, 0), originName(parameter.origin), std::to_string(parameter.value)});
+  }
+  output += tableText(rows);
   return EXIT_DONE;
 }
 
@@ -297,9 +284,19 @@ int ungraceful(const Arguments &arguments, std::string &output) {
   }
   RunRecord record;
   if (const Status found = readRunRecord(directory, record); !found.ok()) return fail(found);
+  const bool nextCountsOneMore = isUpInThisBoot(record) && daemonDied(arguments);
+  if (arguments.json) {
+    output += JsonObject()
+                  .number("count", record.ungracefulCount)
+                  .number("resets_in_a_row", record.resetsInARow)
+                  .flag("next_start_counts_one_more", nextCountsOneMore)
+                  .str() +
+              "\n";
+    return EXIT_DONE;
+  }
   output += std::to_string(record.ungracefulCount) + "\n";
   if (record.resetsInARow != 0) output += "board resets in a row: " + std::to_string(record.resetsInARow) + "\n";
-  if (isUpInThisBoot(record) && daemonDied(arguments)) output += "the daemon died: the next start counts one more\n";
+  if (nextCountsOneMore) output += "the daemon died: the next start counts one more\n";
   return EXIT_DONE;
 }
 

@@ -58,7 +58,6 @@ int tagWait(const Arguments &arguments, std::string &output);
 int radSet(const Arguments &arguments, std::string &output);
 int radGet(const Arguments &arguments, std::string &output);
 int radList(const Arguments &arguments, std::string &output);
-int status(const Arguments &arguments, std::string &output);
 int ungraceful(const Arguments &arguments, std::string &output);
 
 }  // namespace orv

@@ -7,6 +7,7 @@
 #include <set>
 
 #include "Json.h"
+#include "Terminal.h"
 #include "Words.h"
 
 namespace orv {
@@ -42,8 +43,13 @@ constexpr KindWords KIND_WORDS[] = {
     {EventKind::PROGRAM_READY, "program_ready", "program ready: ", LogSeverity::INFO, true},
     {EventKind::GATEWAY, "gateway", "gateway: ", LogSeverity::INFO, true},
     {EventKind::RESET_HELD, "reset_held", "reset held off: ", LogSeverity::WARNING, true},
+    // The daemon's own lines say these to who reads the whole log.
+    {EventKind::WAIT_BEGAN, "wait_began", "the start-up waits for ", LogSeverity::INFO, false},
+    {EventKind::WAIT_ENDED, "wait_ended", "the start-up no longer waits for ", LogSeverity::INFO, false},
+    {EventKind::STARTUP_COMPLETE, "startup_complete", "start-up complete", LogSeverity::INFO, false},
 };
-static_assert(std::size(KIND_WORDS) == static_cast<size_t>(EventKind::RESET_HELD), "a kind of events has no words");
+static_assert(std::size(KIND_WORDS) == static_cast<size_t>(EventKind::STARTUP_COMPLETE),
+              "a kind of events has no words");
 
 const KindWords &wordsOf(EventKind kind) {
   return KIND_WORDS[static_cast<size_t>(kind) - 1];
@@ -78,9 +84,14 @@ LogSeverity severityOfLog(uint32_t code) {
   return code == WARNING_CODE ? LogSeverity::WARNING : LogSeverity::ERROR;
 }
 
+bool isTimeOut(const Event &event) {
+  return event.kind == EventKind::WAIT_ENDED && event.code == static_cast<uint32_t>(WaitOutcome::TIMED_OUT);
+}
+
 // A program that ended otherwise than with exit code 0 is worth a warning, unless the shutdown has ended it.
 LogSeverity severityOf(const LogSource &source, const Event &event) {
   if (event.kind == EventKind::LOG) return severityOfLog(event.code);
+  if (isTimeOut(event)) return LogSeverity::ERROR;
   size_t begin = 0;
   if (event.kind != EventKind::PROGRAM_ENDED || waitStatusIn(event.text, begin).value_or(0) == 0) {
     return wordsOf(event.kind).severity;
@@ -100,6 +111,7 @@ std::string textOf(const Event &event) {
       text.replace(begin, text.size(), endText(*status));
   }
   text.insert(0, wordsOf(event.kind).prefix);
+  if (event.kind == EventKind::WAIT_ENDED) text += isTimeOut(event) ? ": not online in time" : ": online";
   if (text.ends_with(": ")) text.erase(text.size() - 2);
   return text;
 }
@@ -187,6 +199,16 @@ std::string shownText(const LogLine &line) {
   return printable(line.text) + (isUnfinished ? " [no line end]" : "");
 }
 
+std::string shownName(const LogLine &line) {
+  return line.euName.empty() ? "-" : printable(line.euName);
+}
+
+std::string inColourOf(const LogLine &line, const std::string &text) {
+  if (line.severity == LogSeverity::ERROR) return coloured(Colour::RED, text);
+  if (line.severity == LogSeverity::WARNING) return coloured(Colour::YELLOW, text);
+  return line.kind == LogLine::Kind::EVENT ? text : coloured(Colour::DIM, text);
+}
+
 }  // namespace
 
 uint64_t realtimeOf(const RunInfo &run, uint64_t monotonicNs) {
@@ -195,7 +217,7 @@ uint64_t realtimeOf(const RunInfo &run, uint64_t monotonicNs) {
 
 std::map<uint64_t, std::string> euNamesOfEvents(const LogSource &source) {
   std::map<uint64_t, std::string> names;
-  std::map<uint32_t, std::string> ofRun;
+  std::map<uint32_t, std::string> ofRun = source.earlierEuNames;
   // Where the ring has forgotten how the current run began, all of it is of that run.
   const auto isStart = [](const Event &event) { return event.kind == EventKind::RUN_STARTED; };
   const auto lastStart = std::find_if(source.events.rbegin(), source.events.rend(), isStart).base();
@@ -204,7 +226,7 @@ std::map<uint64_t, std::string> euNamesOfEvents(const LogSource &source) {
     for (const EuRecord &eu : source.eus)
       ofRun[eu.id] = eu.name;
   };
-  if (lastStart == source.events.begin()) takeCurrent();
+  if (lastStart == source.events.begin() && ofRun.empty()) takeCurrent();
   for (auto event = source.events.begin(); event != source.events.end(); ++event) {
     if (isStart(*event)) ofRun.clear();
     if (event + 1 == lastStart) takeCurrent();
@@ -239,19 +261,26 @@ std::vector<LogLine> logLines(const LogSource &source, const LogFilter &filter) 
   return lines;
 }
 
-std::string logText(const LogSource &source, const std::vector<LogLine> &lines) {
-  const RunInfo run = source.run.value_or(RunInfo{});
-  std::vector<std::vector<std::string>> rows;
-  rows.reserve(lines.size());
+void LogColumns::widen(const RunInfo &run, const std::vector<LogLine> &lines) {
   for (const LogLine &line : lines) {
-    rows.push_back({momentText(realtimeOf(run, line.monotonicNs)), offsetText(run, line.monotonicNs), label(line),
-                    line.euName.empty() ? "-" : printable(line.euName), shownText(line)});
+    offset = std::max(offset, shownWidth(offsetText(run, line.monotonicNs)));
+    severity = std::max(severity, shownWidth(label(line)));
+    euName = std::max(euName, shownWidth(shownName(line)));
   }
-  return tableText(rows);
 }
 
-std::string logJson(const LogSource &source, const std::vector<LogLine> &lines) {
-  const RunInfo run = source.run.value_or(RunInfo{});
+std::string logText(const RunInfo &run, const std::vector<LogLine> &lines, const LogColumns &columns) {
+  std::string text;
+  for (const LogLine &line : lines) {
+    text += momentText(realtimeOf(run, line.monotonicNs)) + "  " +
+            padded(offsetText(run, line.monotonicNs), columns.offset) + "  " +
+            inColourOf(line, padded(label(line), columns.severity)) + "  " + padded(shownName(line), columns.euName) +
+            "  " + inColourOf(line, shownText(line)) + "\n";
+  }
+  return text;
+}
+
+std::string logJson(const RunInfo &run, const std::vector<LogLine> &lines) {
   std::string text;
   for (const LogLine &line : lines) {
     JsonObject object;

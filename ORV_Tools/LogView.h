@@ -21,6 +21,9 @@ struct LogSource {
   std::vector<EuRecord> eus;
   std::vector<Event> events;
   std::map<uint32_t, ProgramOutput> outputs;  // by EU; of those that are asked for
+  // Where the events do not begin with the first that the store holds: the names of the EUs of the run that was under
+  // way before them.
+  std::map<uint32_t, std::string> earlierEuNames;
 };
 
 // What belongs to the log.
@@ -50,11 +53,22 @@ std::vector<std::string> knownEuNames(const LogSource &source);
 
 std::vector<LogLine> logLines(const LogSource &source, const LogFilter &filter);
 
-// For people: local time, seconds since the start of the run, severity, EU, text; safe for any terminal.
-std::string logText(const LogSource &source, const std::vector<LogLine> &lines);
+// How wide the columns are that differ from log to log.
+struct LogColumns {
+  size_t offset = 0;
+  size_t severity = 0;
+  size_t euName = 0;
 
-// For programs: an object a line. The fields are described in docs/architecture.md.
-std::string logJson(const LogSource &source, const std::vector<LogLine> &lines);
+  // As wide as these lines need it; never narrower than before.
+  void widen(const RunInfo &run, const std::vector<LogLine> &lines);
+};
+
+// For people: local time, seconds since the start of the run, severity, EU, text; safe for any terminal. In colours
+// where standard output has them.
+std::string logText(const RunInfo &run, const std::vector<LogLine> &lines, const LogColumns &columns);
+
+// For programs: an object a line. The fields are described in docs/orvctl-json.md.
+std::string logJson(const RunInfo &run, const std::vector<LogLine> &lines);
 
 // A moment of CLOCK_MONOTONIC as CLOCK_REALTIME, in nanoseconds, by the clocks at the start of the run: later steps of
 // the wall clock do not change the distances.

@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "FlightRecord.h"
+#include "Json.h"
 #include "NodePaths.h"
 #include "ResetHold.h"
 #include "ResetStory.h"
@@ -12,6 +13,7 @@ namespace orv {
 namespace {
 
 constexpr uint64_t NS_PER_S = 1'000'000'000;
+constexpr uint64_t NS_PER_MS = 1'000'000;
 
 std::string directoryOf(const Arguments &arguments) {
   return arguments.stateDirectory.empty() ? stateDirectory() : arguments.stateDirectory;
@@ -62,6 +64,10 @@ int resetHold(const Arguments &arguments, std::string &output) {
 int resetStatus(const Arguments &arguments, std::string &output) {
   uint64_t leftNs = 0;
   if (const Status found = resetHoldLeft(directoryOf(arguments), leftNs); !found.ok()) return fail(found);
+  if (arguments.json) {
+    output += JsonObject().flag("held", leftNs != 0).number("left_ms", leftNs / NS_PER_MS).str() + "\n";
+    return leftNs == 0 ? EXIT_NO : EXIT_DONE;
+  }
   if (leftNs == 0) {
     output += "resets are not held\n";
     return EXIT_NO;

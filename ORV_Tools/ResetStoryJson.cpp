@@ -17,10 +17,11 @@ static_assert(std::size(KIND_NAMES) == static_cast<size_t>(FlightKind::STOPPED))
 constexpr const char *CAUSE_NAMES[] = {"unknown", "program_ended", "launch_failed", "not_online"};
 static_assert(std::size(CAUSE_NAMES) == static_cast<size_t>(ResetCause::NOT_ONLINE));
 constexpr const char *EVENT_NAMES[] = {
-    "run_started",         "ce_started",      "ce_stopped", "eu_created",    "eu_finished",  "program_started",
-    "program_ended",       "launch_failed",   "tag_set",    "log",           "error_raised", "message_sent",
-    "message_undelivered", "reset_requested", "last_words", "program_ready", "gateway",      "reset_held"};
-static_assert(std::size(EVENT_NAMES) == static_cast<size_t>(EventKind::RESET_HELD));
+    "run_started",         "ce_started",      "ce_stopped",      "eu_created",    "eu_finished",  "program_started",
+    "program_ended",       "launch_failed",   "tag_set",         "log",           "error_raised", "message_sent",
+    "message_undelivered", "reset_requested", "last_words",      "program_ready", "gateway",      "reset_held",
+    "wait_began",          "wait_ended",      "startup_complete"};
+static_assert(std::size(EVENT_NAMES) == static_cast<size_t>(EventKind::STARTUP_COMPLETE));
 
 template <size_t COUNT>
 std::string nameOf(const char *const (&names)[COUNT], size_t number) {

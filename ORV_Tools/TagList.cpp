@@ -74,32 +74,6 @@ std::string runJson(const TagListing &listing) {
       .str();
 }
 
-std::string tagJson(const TagListing &listing, const Tag &tag) {
-  const std::optional<uint64_t> afterMs = afterStartMs(listing, tag);
-  std::string warnings;
-  for (const std::string &warning : tagWarnings(listing, tag))
-    warnings += (warnings.empty() ? "" : ", ") + jsonString(warning);
-  JsonObject object;
-  object.text("name", tag.name).text("type", typeText(tag.value.type));
-  if (tag.value.type == TagType::STRING) {
-    object.text("value", tag.value.text);
-  } else {
-    object.number("value", tag.value.number);
-  }
-  return object.number("pid", tag.setter.pid)
-      .number("pid_start_ticks", tag.setter.startTicks)
-      .text("process", stateName(setterState(listing, tag.setter)))
-      .text("executable", tag.setter.executable)
-      .number("uid", tag.setter.uid)
-      .raw("eu", tag.setter.euName.empty() ? "null" : jsonString(tag.setter.euName))
-      .number("set_monotonic_ns", tag.setNs)
-      .raw("after_start_ms", afterMs ? std::to_string(*afterMs) : "null")
-      .number("run", tag.run)
-      .flag("this_run", isOfThisRun(listing, tag))
-      .raw("warnings", "[" + warnings + "]")
-      .str();
-}
-
 }  // namespace
 
 SetterState setterState(const TagListing &listing, const Setter &setter) {
@@ -133,11 +107,36 @@ std::string longTagList(const TagListing &listing) {
   return runLine(listing) + tableText(rows);
 }
 
+JsonObject tagFields(const TagListing &listing, const Tag &tag) {
+  const std::optional<uint64_t> afterMs = afterStartMs(listing, tag);
+  std::string warnings;
+  for (const std::string &warning : tagWarnings(listing, tag))
+    warnings += (warnings.empty() ? "" : ", ") + jsonString(warning);
+  JsonObject object;
+  object.text("name", tag.name).text("type", typeText(tag.value.type));
+  if (tag.value.type == TagType::STRING) {
+    object.text("value", tag.value.text);
+  } else {
+    object.number("value", tag.value.number);
+  }
+  return object.number("pid", tag.setter.pid)
+      .number("pid_start_ticks", tag.setter.startTicks)
+      .text("process", stateName(setterState(listing, tag.setter)))
+      .text("executable", tag.setter.executable)
+      .number("uid", tag.setter.uid)
+      .raw("eu", tag.setter.euName.empty() ? "null" : jsonString(tag.setter.euName))
+      .number("set_monotonic_ns", tag.setNs)
+      .raw("after_start_ms", afterMs ? std::to_string(*afterMs) : "null")
+      .number("run", tag.run)
+      .flag("this_run", isOfThisRun(listing, tag))
+      .raw("warnings", "[" + warnings + "]");
+}
+
 std::string tagListJson(const TagListing &listing) {
   std::string text = "{\"run\": " + runJson(listing) + ",\n\"tags\": [";
   const char *separator = "\n";
   for (const Tag &tag : listing.tags) {
-    text += separator + tagJson(listing, tag);
+    text += separator + tagFields(listing, tag).str();
     separator = ",\n";
   }
   return text + "\n]}\n";

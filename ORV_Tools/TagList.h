@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Json.h"
 #include "NodeStore.h"
 #include "ProcessTree.h"
 
@@ -35,6 +36,9 @@ std::vector<std::string> tagWarnings(const TagListing &listing, const Tag &tag);
 
 // A line on the run, and a table.
 std::string longTagList(const TagListing &listing);
+
+// The fields of one tag as in tagListJson, for more to be added.
+JsonObject tagFields(const TagListing &listing, const Tag &tag);
 
 // One object: "run", and "tags", a tag a line. The fields are described in docs/architecture.md.
 std::string tagListJson(const TagListing &listing);

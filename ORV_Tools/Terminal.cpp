@@ -9,6 +9,7 @@ namespace orv {
 namespace {
 
 constexpr unsigned USUAL_COLUMNS = 80;
+constexpr unsigned USUAL_LINES = 24;
 
 ColourUse gColourUse = ColourUse::AUTO;
 
@@ -62,6 +63,12 @@ unsigned terminalColumns() {
   winsize size = {};
   if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return USUAL_COLUMNS;
   return size.ws_col;
+}
+
+unsigned terminalLines() {
+  winsize size = {};
+  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0) return USUAL_LINES;
+  return size.ws_row;
 }
 
 std::string coloured(Colour colour, std::string_view text) {

@@ -24,6 +24,9 @@ bool outputIsTerminal();
 // The width of the terminal in columns; 80 where there is none or it does not tell.
 unsigned terminalColumns();
 
+// Its height in lines; 24 where there is none or it does not tell.
+unsigned terminalLines();
+
 enum class Colour { BOLD, DIM, RED, GREEN, YELLOW, BLUE, CYAN };
 
 // `text` in that colour, or as it is where the output has none.

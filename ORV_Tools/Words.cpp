@@ -50,12 +50,6 @@ bool isHarmless(std::string_view character) {
          !(character >= std::string_view("\xe2\x81\xa6") && character <= std::string_view("\xe2\x81\xa9"));
 }
 
-// Characters of UTF-8, one column each: near enough for names and paths.
-size_t width(const std::string &text) {
-  return static_cast<size_t>(
-      std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<uint8_t>(byte) & 0xC0) != 0x80; }));
-}
-
 }  // namespace
 
 std::string printable(std::string_view text) {
@@ -169,18 +163,27 @@ std::string timeText(uint64_t realtimeNs) {
   return strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %z", &parts) == 0 ? "?" : text;
 }
 
+size_t shownWidth(std::string_view text) {
+  return static_cast<size_t>(
+      std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<uint8_t>(byte) & 0xC0) != 0x80; }));
+}
+
+std::string padded(std::string_view text, size_t width) {
+  const size_t shown = shownWidth(text);
+  return std::string(text) + std::string(width > shown ? width - shown : 0, ' ');
+}
+
 std::string tableText(const std::vector<std::vector<std::string>> &rows) {
   std::vector<size_t> widths;
   for (const auto &row : rows) {
     widths.resize(std::max(widths.size(), row.size()));
     for (size_t column = 0; column < row.size(); ++column)
-      widths[column] = std::max(widths[column], width(row[column]));
+      widths[column] = std::max(widths[column], shownWidth(row[column]));
   }
   std::string text;
   for (const auto &row : rows) {
     for (size_t column = 0; column < row.size(); ++column) {
-      text += row[column];
-      if (column + 1 < row.size()) text += std::string(widths[column] - width(row[column]) + 2, ' ');
+      text += column + 1 < row.size() ? padded(row[column], widths[column]) + "  " : row[column];
     }
     text += '\n';
   }

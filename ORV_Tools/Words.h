@@ -42,6 +42,12 @@ std::string preciseDurationText(uint64_t milliseconds);
 // Local time with its distance from UTC.
 std::string timeText(uint64_t realtimeNs);
 
+// The columns that `text` takes on a terminal: characters of UTF-8, one each, which is near enough for names and paths.
+size_t shownWidth(std::string_view text);
+
+// `text` with blanks behind it up to that width.
+std::string padded(std::string_view text, size_t width);
+
 // Lines with the cells of each row below each other, two blanks between columns.
 std::string tableText(const std::vector<std::vector<std::string>> &rows);
 

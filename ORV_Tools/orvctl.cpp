@@ -13,20 +13,26 @@
 #include <string>
 #include <vector>
 
+#include "CheckCommand.h"
 #include "CommandHelp.h"
 #include "CommandTree.h"
 #include "Commands.h"
 #include "Completion.h"
+#include "ErrorsCommand.h"
 #include "KeysCommand.h"
 #include "LogCommand.h"
 #include "MessageCommand.h"
 #include "MessageOptions.h"
 #include "Output.h"
+#include "ParsedOption.h"
 #include "Rehearsal.h"
 #include "RehearsalOptions.h"
 #include "ResetCommand.h"
+#include "StartupCommands.h"
+#include "StatusCommand.h"
 #include "Terminal.h"
 #include "Usage.h"
+#include "WhyCommand.h"
 
 namespace {
 
@@ -41,7 +47,7 @@ constexpr const char *FOOTER =
     "  1  the answer is no: not set, not in time, not delivered\n"
     "  2  the command makes no sense\n"
     "  3  the system failed: no node there, no permission, no space\n"
-    "orvctl rehearse has its own.\n"
+    "orvctl rehearse and orvctl check have their own.\n"
     "\n"
     "A value that begins with - goes after --: orvctl tag set NAME -- -v\n"
     "orvctl COMMAND --help tells more of a command.";
@@ -49,6 +55,7 @@ constexpr const char *FOOTER =
 using Action = std::function<int(const Arguments &arguments, std::string &output)>;
 
 constexpr const char *REHEARSE = "rehearse";
+constexpr const char *CHECK = "check";
 // What the completions of the shells ask; nobody types it.
 constexpr const char *COMPLETE = "complete";
 
@@ -64,13 +71,17 @@ class CommandLine {
     addRadCommands();
     addLog();
     addMessageCommands();
-    addCommand(app_, "status", "The run of the node, and what has become of its programs", orv::status);
+    addStatus();
+    addWhy();
+    addErrors();
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
-    ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0");
+    ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0")->excludes(addJson(*ungraceful));
     addResetCommands();
     addKeysCommands();
+    addStartup();
     addRehearse();
+    addCheck();
     addHelp();
     app_.footer(FOOTER);  // here, or the commands would inherit it
     orv::completeHelp(app_);
@@ -84,15 +95,16 @@ class CommandLine {
   // Throws CLI::ParseError.
   void parse(std::vector<std::string> words) {
     // To the parser what follows "--" would be no different from what stands before it.
-    if (isRehearsal(words)) orv::rehearsal::takeDaemonArguments(words, rehearsal_);
+    if (commandOf(words) == REHEARSE) orv::rehearsal::takeDaemonArguments(words, rehearsal_);
     // CLI11 takes the words from the end.
     app_.parse(std::vector<std::string>(words.rbegin(), words.rend()));
   }
   int run(std::string &output) {
     return action_(arguments_, output);
   }
-  bool isRehearsal(const std::vector<std::string> &words) {
-    return orv::usage::commandOf(app_, words).get_name() == REHEARSE;
+  // The last word of the command.
+  std::string commandOf(const std::vector<std::string> &words) {
+    return orv::usage::commandOf(app_, words).get_name();
   }
 
  private:
@@ -122,23 +134,32 @@ class CommandLine {
     return command;
   }
 
+  void addStatus() {
+    CLI::App *command = addCommand(
+        app_, "status", "What the node is doing, and what has become of its programs",
+        [this](const Arguments &arguments, std::string &output) { return orv::status(arguments, status_, output); });
+    orv::addStatusOptions(*command, status_);
+  }
+
+  void addWhy() {
+    CLI::App *command = addCommand(
+        app_, "why", "Why a program is not online, or was late",
+        [this](const Arguments &arguments, std::string &output) { return orv::why(arguments, why_, output); });
+    orv::addWhyOptions(*command, why_);
+  }
+
+  void addErrors() {
+    CLI::App *command = addCommand(
+        app_, "errors", "The errors that the node and its programs have raised",
+        [this](const Arguments &arguments, std::string &output) { return orv::errors(arguments, errors_, output); });
+    orv::addErrorsOptions(*command, errors_);
+  }
+
   void addLog() {
     CLI::App *command = addCommand(
         app_, "log", "What the node and its programs logged, and what happened to them",
         [this](const Arguments &arguments, std::string &output) { return orv::log(arguments, log_, output); });
-    command->add_option("--eu", log_.euName, "All of this EU, with what its program wrote")->type_name("NAME");
-    command->add_option("--severity", log_.severity, "The least: info, warning or error")
-        ->check(CLI::IsMember({"info", "warning", "error"}).description(""))
-        ->type_name("SEVERITY");
-    addParsed(*command, "--since",
-              "From so many seconds ago on, or from a local time: HH:MM[:SS], \"YYYY-MM-DD HH:MM[:SS]\"",
-              "a number of seconds or a time such as 14:05 or \"2026-01-31 14:05\"",
-              [this](const std::string &text) {
-                log_.since = orv::parseSince(text);
-                return log_.since.has_value();
-              })
-        ->type_name("TIME");
-    command->add_flag("--json", log_.json, "For programs: an object a line");
+    orv::addLogOptions(*command, log_);
   }
 
   void addKeysCommands() {
@@ -148,6 +169,13 @@ class CommandLine {
     orv::keys::addCommands(*group, keys_,
                            [this](CLI::App &parent, const std::string &name, const std::string &description,
                                   const Action &action) { return addCommand(parent, name, description, action); });
+  }
+
+  void addStartup() {
+    orv::addStartupCommands(startup_,
+                            [this](const std::string &name, const std::string &description, const Action &action) {
+                              return addCommand(app_, name, description, action);
+                            });
   }
 
   // No common options: it has no node.
@@ -191,6 +219,20 @@ class CommandLine {
     return orv::EXIT_DONE;
   }
 
+  CLI::Option *addJson(CLI::App &command) {
+    return command.add_flag("--json", arguments_.json, "As one JSON object");
+  }
+
+  // No common options: it has no node.
+  void addCheck() {
+    CLI::App *command =
+        app_.add_subcommand(CHECK, "What the daemon makes of a definition file or an option, before it does");
+    command->parse_complete_callback([this] {
+      action_ = [this](const Arguments &, std::string &output) { return orv::checkCommand(check_, output); };
+    });
+    orv::addCheckOptions(*command, check_);
+  }
+
   void addTagName(CLI::App &command) {
     command.add_option("NAME", arguments_.tagName, "Name of the tag")->required()->type_name("");
   }
@@ -208,7 +250,9 @@ class CommandLine {
         ->check(CLI::IsMember({"auto", "string", "u16", "u32"}).description(""))
         ->type_name("TYPE");
 
-    addTagName(*addCommand(*tag, "get", "Print the value of a tag", orv::tagGet));
+    CLI::App *get = addCommand(*tag, "get", "Print the value of a tag", orv::tagGet);
+    addTagName(*get);
+    addJson(*get);
     addTagName(*addCommand(*tag, "unset", "Unset a tag", orv::tagUnset));
     CLI::App *list = addCommand(*tag, "list", "All tags", orv::tagList);
     list->add_flag("--long", arguments_.isLong, "With who set them, when, in which run, and what to beware of");
@@ -216,11 +260,12 @@ class CommandLine {
 
     CLI::App *wait = addCommand(*tag, "wait", "Wait until a tag is set", orv::tagWait);
     addTagName(*wait);
-    addParsed(*wait, "--timeout", "For how long at most (else for ever)", "a number of seconds",
-              [this](const std::string &text) {
-                arguments_.timeoutS = orv::parseSeconds(text);
-                return arguments_.timeoutS.has_value();
-              })
+    addJson(*wait);
+    orv::addParsed(*wait, "--timeout", "For how long at most (else for ever)", "a number of seconds",
+                   [this](const std::string &text) {
+                     arguments_.timeoutS = orv::parseSeconds(text);
+                     return arguments_.timeoutS.has_value();
+                   })
         ->type_name("SECONDS");
   }
 
@@ -233,7 +278,8 @@ class CommandLine {
     addNumber(*set, "VALUE", "Value, also as 0x...", arguments_.radValue);
     CLI::App *get = addCommand(*rad, "get", "Print the value of a parameter", orv::radGet);
     addNumber(*get, "NUMBER", "Number of the parameter, also as 0x...", arguments_.radNumber);
-    addCommand(*rad, "list", "All parameters that are set", orv::radList);
+    addJson(*get);
+    addJson(*addCommand(*rad, "list", "All parameters that are set", orv::radList));
   }
 
   void addResetCommands() {
@@ -243,11 +289,12 @@ class CommandLine {
     reset->require_subcommand(1);
     addCommonOptions(*reset);
     CLI::App *hold = addCommand(*reset, "hold", "Hold resets off while somebody debugs", orv::resetHold);
-    CLI::Option *minutes = addParsed(*hold, "MINUTES", "For how long: 1 to 1440 (else 30)", "a number from 1 to 1440",
-                                     [this](const std::string &text) { return takeHoldMinutes(text); });
+    CLI::Option *minutes =
+        orv::addParsed(*hold, "MINUTES", "For how long: 1 to 1440 (else 30)", "a number from 1 to 1440",
+                       [this](const std::string &text) { return takeHoldMinutes(text); });
     minutes->type_name("");
     hold->add_flag("--off", arguments_.resetHoldOff, "Let resets through again")->excludes(minutes);
-    addCommand(*reset, "status", "Whether resets are held", orv::resetStatus);
+    addJson(*addCommand(*reset, "status", "Whether resets are held", orv::resetStatus));
   }
 
   void addMessageCommands() {
@@ -264,25 +311,13 @@ class CommandLine {
         message_);
   }
 
-  // An option whose text `take` understands or refuses.
-  template <typename Take>
-  CLI::Option *addParsed(CLI::App &command, const std::string &name, const std::string &description,
-                         const std::string &expected, Take take) {
-    return command.add_option_function<std::string>(
-        name,
-        [=](const std::string &text) {
-          if (!take(text)) throw CLI::ValidationError(name, "\"" + text + "\" is not " + expected);
-        },
-        description);
-  }
-
   void addNumber(CLI::App &command, const std::string &name, const std::string &description, uint32_t &number) {
-    addParsed(command, name, description, "a number from 0 to 4294967295",
-              [&number](const std::string &text) {
-                const std::optional<uint32_t> parsed = orv::parseNumber(text);
-                number = parsed.value_or(0);
-                return parsed.has_value();
-              })
+    orv::addParsed(command, name, description, "a number from 0 to 4294967295",
+                   [&number](const std::string &text) {
+                     const std::optional<uint32_t> parsed = orv::parseNumber(text);
+                     number = parsed.value_or(0);
+                     return parsed.has_value();
+                   })
         ->required()
         ->type_name("");
   }
@@ -296,13 +331,18 @@ class CommandLine {
   CLI::App app_{
       "Looks at a node and its log, changes its tags, RAD parameters, run record and keys, sends and receives "
       "messages, "
-      "and rehearses a start-up.",
+      "rehearses a start-up and checks what it is made of.",
       "orvctl"};
   Arguments arguments_;
   orv::LogArguments log_;
+  orv::StatusArguments status_;
+  orv::WhyArguments why_;
+  orv::ErrorsArguments errors_;
   orv::MessageArguments message_;
   orv::keys::KeysArguments keys_;
+  orv::StartupArguments startup_;
   orv::rehearsal::Arguments rehearsal_;
+  orv::CheckArguments check_;
   std::vector<std::string> helpWords_;
   std::string shell_;
   Action action_;
@@ -323,6 +363,12 @@ int finish(int exitCode, const std::string &output) {
   return orv::EXIT_FAILED;
 }
 
+// Those commands whose 2 would read as an answer have another.
+int badUseOf(const std::string &command) {
+  if (command == REHEARSE) return orv::rehearsal::EXIT_BAD_USE;
+  return command == CHECK ? orv::EXIT_CHECK_BAD_USE : orv::EXIT_USAGE;
+}
+
 int runTool(int argc, char **argv) {
   CommandLine commandLine;
   std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
@@ -341,7 +387,7 @@ int runTool(int argc, char **argv) {
     return finish(orv::EXIT_DONE, std::string(version.what()) + "\n");
   } catch (const CLI::ParseError &error) {
     orv::complain(problemOf(commandLine, words, error));
-    return commandLine.isRehearsal(words) ? orv::rehearsal::EXIT_BAD_USE : orv::EXIT_USAGE;
+    return badUseOf(commandLine.commandOf(words));
   }
   std::string output;
   const int exitCode = commandLine.run(output);

@@ -53,6 +53,7 @@ orv::RunInfo someRun() {
   run.startedRealtimeNs = 11;
   run.nid = 0xffff;
   run.ceName = "CE-1";
+  run.masterNid = 0x1234;
   return run;
 }
 
@@ -145,6 +146,7 @@ TEST(StoreCodec, RunKeepsAllItsFields) {
   EXPECT_EQ(run.startedRealtimeNs, 11U);
   EXPECT_EQ(run.nid, 0xffffU);
   EXPECT_EQ(run.ceName, "CE-1");
+  EXPECT_EQ(run.masterNid, 0x1234U);
 }
 
 TEST(StoreCodec, RunNumberIsReadAlone) {

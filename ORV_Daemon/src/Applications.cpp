@@ -17,13 +17,7 @@
 namespace {
 
 constexpr const char *DEFAULT_FILE_NAME = "/rom/AppDef.txt";
-constexpr const char *FILE_NAME_TAG = "app.hwapi.appcfg.filename";
-constexpr const char *REPAIR_RESET_TAG = "sys.repair.center.reset";
-constexpr const char *CONFIGURATION_RESET_TAG = "sys.configuration.reset";
 constexpr uint32_t RAD_APP_FILE_OPTIONAL = 0x10063;
-
-constexpr int32_t RAISE_ON_FAILURE = 1;
-constexpr int32_t RESET_ON_FAILURE = 2;
 
 // Kind and code differ from those of an executable's failure; that is how the two are told apart in the field.
 constexpr uint32_t APP_ERROR_KIND = 0;

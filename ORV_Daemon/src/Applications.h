@@ -15,6 +15,15 @@
 constexpr uint32_t APP_ONLINE_TIMEOUT_MS = 240000;
 constexpr uint32_t READY_POLL_INTERVAL_MS = 50;
 
+// The bits of an application's supervision flags.
+constexpr int32_t RAISE_ON_FAILURE = 1;
+constexpr int32_t RESET_ON_FAILURE = 2;
+
+// Tags that the application phase reads: the name of the definition file, and those that forbid it.
+constexpr const char *FILE_NAME_TAG = "app.hwapi.appcfg.filename";
+constexpr const char *REPAIR_RESET_TAG = "sys.repair.center.reset";
+constexpr const char *CONFIGURATION_RESET_TAG = "sys.configuration.reset";
+
 // The argument block of an application's sentinel EU, which the platform copies bytewise.
 struct AppSentinelArgs {
   uint32_t context;

@@ -1,11 +1,5 @@
 // Executable supervision: up to three programs named on the command line, each run by a sentinel EU of its own and,
 // where it names an online tag, waited for.
-//
-// Grammar of the definition string (gExeDefString), split at "|" with the usual tokenizer's rules:
-//   string     = definition { "|" definition }
-//   definition = blanks path [ blank arguments ] [ "#" tag ]
-// The tag begins after the last "#". The path ends at the first blank; everything after that one blank belongs to the
-// arguments. Only the space character is a blank.
 #ifndef ORV_DAEMON_EXECUTABLES_H
 #define ORV_DAEMON_EXECUTABLES_H
 
@@ -13,21 +7,9 @@
 #include <string>
 #include <type_traits>
 
-constexpr unsigned MAX_EXE_DEFS = 3;
+#include "ExecutableDefinitions.h"
+
 constexpr uint32_t EXE_ONLINE_TIMEOUT_MS = 240000;
-
-// One executable. All texts are NUL-terminated; longer ones are cut.
-struct ExeDef {
-  char path[256];
-  char args[256];
-  uint32_t supervisionFlags;  // 2 when the definition has a "#", else 0
-  char onlineTag[81];         // empty: not waited for
-};
-
-struct ExeDefTable {
-  ExeDef definitions[MAX_EXE_DEFS];
-  unsigned count;
-};
 
 // The argument block of an executable's sentinel EU, which the platform copies bytewise.
 struct ExeSentinelArgs {
@@ -40,10 +22,6 @@ static_assert(sizeof(ExeSentinelArgs) == 604, "the block has one size on every t
 // Starts the executables of gExeDefString and waits for their online tags, unless the last CE shutdown was ungraceful.
 // Returns 1 when that went well or there is nothing to start, 0 on a failure (logged or raised). Internal start-up EU.
 int exeStart(uint32_t context);
-
-// Parses `text`, cut in place, into `table`, and lists it in the log. Definitions without a path are left out. Returns
-// 0 when there are more than MAX_EXE_DEFS definitions (logged), blank ones counted; else 1.
-int parseExeDefs(char *text, ExeDefTable &table);
 
 // Creates one sentinel EU for each definition. Returns 0 at the first that cannot be created (logged), else 1.
 int exeStartAll(uint32_t context, const ExeDefTable &table);

@@ -8,12 +8,10 @@
 
 namespace {
 
-constexpr const char *WATCHDOG_ENABLED_TAG = "orv.service.aapro.watchdog_enabled";
 constexpr uint32_t RAD_BOARD_RESET_FORBIDDEN = 0x10077;
 constexpr uint32_t RESET_DELAY_S = 30;
 constexpr uint32_t UNIT_SECONDS = 4;
 
-// Being set is what enables the watchdog, whatever the tag's value.
 bool boardResetEnabled() {
   return AaConfigTagIsSet(WATCHDOG_ENABLED_TAG) != 0 && AaConfigRadGetValue(RAD_BOARD_RESET_FORBIDDEN) == 0;
 }

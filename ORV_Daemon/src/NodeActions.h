@@ -4,6 +4,9 @@
 
 #include <cstdint>
 
+// Being set is what enables the watchdog, and with it board resets, whatever the tag's value.
+constexpr const char *WATCHDOG_ENABLED_TAG = "orv.service.aapro.watchdog_enabled";
+
 // Tells systemd that the service is ready: the platform's early start-up is done, not that the CE is up. Returns the
 // board library's result. `context` is the start-up context word, not read, as in the two below.
 int32_t systemdNotify(uint32_t context);

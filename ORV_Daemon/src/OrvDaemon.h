@@ -19,8 +19,8 @@ extern uint8_t gEarlyStartupDone;
 // SysCom address of the receiver of the initialisation-finished message; 0: none.
 extern uint32_t gNotifyReceiver;
 
-// The executable definitions of the command line (grammar: Executables.h), NUL-terminated; empty: none. parseExeDefs
-// cuts it in place.
+// The executable definitions of the command line (grammar: ExecutableDefinitions.h), NUL-terminated; empty: none.
+// parseExeDefs cuts it in place.
 constexpr size_t EXE_DEF_STRING_SIZE = 256;
 extern char gExeDefString[EXE_DEF_STRING_SIZE];
 

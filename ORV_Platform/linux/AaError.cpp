@@ -7,6 +7,7 @@
 
 #include "ExecutionUnits.h"
 #include "Platform.h"
+#include "RaisedError.h"
 #include "StoreWriter.h"
 
 namespace {
@@ -28,10 +29,8 @@ void recordError(uint32_t code, const std::string &text) {
 extern "C" void AaErrorExceptionRaise(uint32_t kind, uint32_t code, uint32_t, uint32_t, const char *text,
                                       const char *file, uint32_t line) {
   try {
-    char numbers[64];
-    std::snprintf(numbers, sizeof numbers, "kind %u, code 0x%x: ", kind, code);
-    recordError(code, numbers + std::string(text == nullptr ? "" : text) + " [" + (file == nullptr ? "" : file) + ":" +
-                          std::to_string(line) + "]");
+    const orv::RaisedError error = {kind, code, text == nullptr ? "" : text, file == nullptr ? "" : file, line};
+    recordError(code, orv::encodeRaisedError(error));
   } catch (const std::exception &) {
     std::fputs("Error/ORV/platform, out of memory: a raised error is lost\n", stderr);
   }

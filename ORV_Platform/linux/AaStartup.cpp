@@ -115,6 +115,7 @@ Status ceStartup() {
   RunInfo run = store->run().value_or(RunInfo{});
   run.state = RunState::UP;
   run.nid = gOrvStartupConfig.nid;
+  run.masterNid = gOrvStartupConfig.masterNid;
   const char *ceName = std::getenv("ORV_CE_NAME");
   run.ceName = ceName == nullptr ? "" : ceName;
   Status status = store->updateRun(run);

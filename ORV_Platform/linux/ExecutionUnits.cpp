@@ -116,7 +116,7 @@ int32_t createEu(const EuRequest &request, uint32_t &id) {
 
   unit->isStartup = isStartupToBe(request.joinable);
   if (unit->isStartup) reportUnlessOk(startFeeding());
-  noteEuCreated(request.name, {static_cast<const char *>(request.argument), request.argumentBytes});
+  noteEuCreated(id, request.name, {static_cast<const char *>(request.argument), request.argumentBytes});
 
   const ThreadAttributes attributes(request.stackBytes, request.joinable);
   JoinableThreads &joinable = joinableThreads();

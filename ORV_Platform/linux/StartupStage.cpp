@@ -3,9 +3,13 @@
 #include <algorithm>
 #include <iterator>
 #include <mutex>
+#include <optional>
+#include <utility>
 #include <vector>
 
+#include "ExecutionUnits.h"
 #include "ServiceManager.h"
+#include "StoreWriter.h"
 
 namespace orv {
 namespace {
@@ -14,6 +18,7 @@ namespace {
 constexpr std::string_view START_UP_COMPLETE = "ceInternalStartup: CE start-up complete";
 
 struct CreatedEu {
+  uint32_t id = 0;
   std::string name;
   std::string argument;  // see withoutGaps
 };
@@ -22,7 +27,9 @@ struct CreatedEu {
 struct StartupMemory {
   std::vector<CreatedEu> created;
   std::string askedTag;
-  unsigned timesAsked = 0;  // in a row
+  unsigned timesAsked = 0;    // in a row
+  uint64_t firstAskedNs = 0;  // CLOCK_MONOTONIC
+  std::optional<Event> wait;  // as it began; nothing: none is under way
   Awaited awaited;
 };
 
@@ -77,17 +84,33 @@ bool holds(const std::string &argument, const std::string &tag) {
   return false;
 }
 
-std::string applicationOf(const StartupMemory &memory) {
-  if (memory.created.empty()) return "";
+CreatedEu applicationOf(const StartupMemory &memory) {
+  if (memory.created.empty()) return {};
   const auto found = std::find_if(memory.created.rbegin(), memory.created.rend(),
                                   [&](const CreatedEu &eu) { return holds(eu.argument, memory.askedTag); });
-  return found == memory.created.rend() ? memory.created.back().name : found->name;
+  return found == memory.created.rend() ? memory.created.back() : *found;
 }
 
 void beginWait(StartupMemory &memory) {
-  memory.awaited = {applicationOf(memory), memory.askedTag};
-  setStage(onOneLine("waiting for " + (memory.awaited.euName.empty() ? "" : memory.awaited.euName + " ") + "(tag " +
-                     memory.askedTag + ")"));
+  const CreatedEu application = applicationOf(memory);
+  memory.awaited = {application.name, memory.askedTag};
+  Event event;
+  event.kind = EventKind::WAIT_BEGAN;
+  event.monotonicNs = memory.firstAskedNs;
+  event.euId = application.id;
+  event.text = (application.name.empty() ? "" : application.name + " ") + "(tag " + memory.askedTag + ")";
+  recordEvent(event);
+  memory.wait = std::move(event);
+}
+
+// What is asked for next is asked for the first time, be it the same tag.
+void endWait(StartupMemory &memory, WaitOutcome outcome) {
+  Event event = *std::exchange(memory.wait, std::nullopt);
+  event.kind = EventKind::WAIT_ENDED;
+  event.monotonicNs = 0;
+  event.code = static_cast<uint32_t>(outcome);
+  recordEvent(std::move(event));
+  memory.askedTag.clear();
 }
 
 }  // namespace
@@ -108,8 +131,8 @@ bool isStartupToBe(bool joinable) {
   return is;
 }
 
-void noteEuCreated(const std::string &name, std::string_view argument) {
-  if (gMemory != nullptr) gMemory->created.push_back({name, withoutGaps(argument)});
+void noteEuCreated(uint32_t id, const std::string &name, std::string_view argument) {
+  if (gMemory != nullptr) gMemory->created.push_back({id, name, withoutGaps(argument)});
 }
 
 void enterStartupEu() {
@@ -130,14 +153,23 @@ void noteTagAsked(const char *name, bool isSet) {
   if (memory.askedTag != name) {
     memory.askedTag = name;
     memory.timesAsked = 0;
+    memory.firstAskedNs = monotonicNs();
   }
   ++memory.timesAsked;
-  if (isSet && memory.awaited.tag == memory.askedTag) memory.awaited = {};
-  if (memory.timesAsked == 2 && !isSet) beginWait(memory);
+  if (memory.timesAsked == 2) {
+    beginWait(memory);
+    if (!isSet) setStage(onOneLine("waiting for " + memory.wait->text));
+  }
+  if (!isSet) return;
+  if (memory.awaited.tag == memory.askedTag) memory.awaited = {};
+  if (memory.wait) endWait(memory, WaitOutcome::ONLINE);
 }
 
 void noteLogLine(std::string_view text) {
+  // Who waits for a tag says nothing until it is set.
+  if (gMemory->wait) endWait(*gMemory, WaitOutcome::TIMED_OUT);
   if (!text.ends_with(START_UP_COMPLETE)) return;
+  recordEvent(EventKind::STARTUP_COMPLETE, "");
   *gMemory = {};
   setStage("running");
 }

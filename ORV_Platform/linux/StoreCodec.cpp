@@ -43,7 +43,7 @@ constexpr RadOrigin LAST<RadOrigin> = RadOrigin::CONFIGURATION;
 template <>
 constexpr EuState LAST<EuState> = EuState::SHUT_DOWN;
 template <>
-constexpr EventKind LAST<EventKind> = EventKind::RESET_HELD;
+constexpr EventKind LAST<EventKind> = EventKind::STARTUP_COMPLETE;
 template <>
 constexpr RunState LAST<RunState> = RunState::DOWN;
 
@@ -160,6 +160,7 @@ void visitRun(Visitor &visit, Record &run) {
   visit(run.startedRealtimeNs);
   visit(run.nid);
   visit(run.ceName);
+  visit(run.masterNid);
 }
 
 template <typename Visitor, typename Record>

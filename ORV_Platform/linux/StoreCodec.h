@@ -17,7 +17,7 @@
 
 namespace orv {
 
-constexpr uint32_t STORE_LAYOUT = 2;
+constexpr uint32_t STORE_LAYOUT = 3;
 
 // Keys. Decoding fails for one of another length.
 std::string encodeKey(uint32_t number);

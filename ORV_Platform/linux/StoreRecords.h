@@ -104,7 +104,13 @@ enum class EventKind : uint8_t {
   PROGRAM_READY = 16,  // a program said READY=1
   GATEWAY = 17,        // a connection of the gateway: made, lost, refused
   RESET_HELD = 18,     // a reset was asked for and is held off
+  WAIT_BEGAN = 19,     // the start-up waits for the online tag of the EU that the event names
+  WAIT_ENDED = 20,     // and no longer does; a WaitOutcome
+  STARTUP_COMPLETE = 21,
 };
+
+// Why the start-up stopped waiting for an online tag.
+enum class WaitOutcome : uint32_t { ONLINE = 1, TIMED_OUT = 2 };
 
 // One thing that happened. Sequence numbers have no gaps and outlive a run of the node, within one boot of the machine.
 struct Event {
@@ -113,7 +119,7 @@ struct Event {
   uint32_t pid = 0;          // of the process that it is about or from; 0: given by the store, the writing process
   uint32_t euId = 0;         // 0: none
   EventKind kind = EventKind::LOG;
-  uint32_t code = 0;  // severity of LOG, error code of ERROR_RAISED, message id of MESSAGE_*, else 0
+  uint32_t code = 0;  // severity of LOG, error code of ERROR_RAISED, message id of MESSAGE_*, WaitOutcome, else 0
   std::string text;
 };
 
@@ -126,8 +132,9 @@ struct RunInfo {
   uint32_t daemonPid = 0;
   uint64_t startedNs = 0;          // CLOCK_MONOTONIC of the early start-up
   uint64_t startedRealtimeNs = 0;  // CLOCK_REALTIME of the same moment
-  uint16_t nid = 0;                // from the CE start-up on
+  uint16_t nid = 0;                // from the CE start-up on, as the two below
   std::string ceName;
+  uint16_t masterNid = 0;  // the node's own id where it is the master
 };
 
 // One line that an EU's program wrote.

@@ -75,7 +75,7 @@ void reportUnlessOk(const Status &status) {
 }
 
 void stamp(Event &event) {
-  event.monotonicNs = monotonicNs();
+  if (event.monotonicNs == 0) event.monotonicNs = monotonicNs();
   event.pid = static_cast<uint32_t>(getpid());
 }
 

@@ -36,7 +36,7 @@ void stopStoreWriter();
 // the latest, since whoever holds the store's lock may hold it for ever.
 void flushRecords();
 
-// The time stamp and the process are those of the call.
+// The process is that of the call, and so is the time where the event has none.
 void recordEvent(Event event);
 
 // The same for an event of the calling EU that is no more than a text.

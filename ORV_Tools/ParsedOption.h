@@ -1,0 +1,24 @@
+// Options whose text is more than CLI11 understands.
+#ifndef ORV_TOOLS_PARSEDOPTION_H
+#define ORV_TOOLS_PARSEDOPTION_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+
+namespace orv {
+
+// An option whose text `take` understands or refuses; refused, it "is not `expected`".
+template <typename Take>
+CLI::Option *addParsed(CLI::App &command, const std::string &name, const std::string &description,
+                       const std::string &expected, Take take) {
+  return command.add_option_function<std::string>(
+      name,
+      [=](const std::string &text) {
+        if (!take(text)) throw CLI::ValidationError(name, "\"" + text + "\" is not " + expected);
+      },
+      description);
+}
+
+}  // namespace orv
+
+#endif

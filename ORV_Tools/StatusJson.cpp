@@ -1,0 +1,143 @@
+#include <sys/wait.h>
+
+#include "Json.h"
+#include "LogView.h"
+#include "StatusView.h"
+
+namespace orv {
+namespace {
+
+constexpr uint64_t NS_PER_MS = 1'000'000;
+
+std::string orNull(const std::string &text) {
+  return text.empty() ? "null" : jsonString(text);
+}
+
+const char *runStateName(RunState state) {
+  switch (state) {
+    case RunState::EARLY:
+      return "early";
+    case RunState::UP:
+      return "up";
+    case RunState::DOWN:
+      return "down";
+  }
+  return "";
+}
+
+const char *startupStateName(StartupState state) {
+  switch (state) {
+    case StartupState::COMPLETE:
+      return "complete";
+    case StartupState::GOING_ON:
+      return "going_on";
+    case StartupState::INTERRUPTED:
+      return "interrupted";
+    case StartupState::UNKNOWN:
+      return "unknown";
+  }
+  return "";
+}
+
+const char *kindName(ProgramStatus::Kind kind) {
+  switch (kind) {
+    case ProgramStatus::Kind::OTHER:
+      return "other";
+    case ProgramStatus::Kind::EXECUTABLE:
+      return "executable";
+    case ProgramStatus::Kind::APPLICATION:
+      return "application";
+  }
+  return "";
+}
+
+std::string awaitedJson(const NodeStatus &status) {
+  if (!status.awaited) return "null";
+  return JsonObject()
+      .text("name", status.awaited->name)
+      .text("tag", status.awaited->tag)
+      .number("waited_ms", status.awaited->waitedMs)
+      .number("left_ms", status.awaited->leftMs)
+      .number("budget_ms", status.awaited->budgetMs)
+      .str();
+}
+
+std::string startupOfJson(const NodeStatus &status) {
+  const char *skipped = skipName(status.skipped);
+  return JsonObject()
+      .text("state", startupStateName(status.startup))
+      .number("length_ms", status.startupMs)
+      .number("programs_started", status.started)
+      .number("programs_planned", status.planned)
+      .raw("awaited", awaitedJson(status))
+      .raw("applications_skipped", skipped == nullptr ? "null" : jsonString(skipped))
+      .text("definition_file", status.definitionFile)
+      .str();
+}
+
+bool hasEnd(ProgramState state) {
+  return state == ProgramState::FAILED || state == ProgramState::FINISHED || state == ProgramState::SHUT_DOWN;
+}
+
+std::string programJson(const NodeStatus &status, const ProgramStatus &program) {
+  const bool hasEnded = hasEnd(program.state) && !program.path.empty();
+  const bool exited = hasEnded && WIFEXITED(program.waitStatus);
+  const bool wasKilled = hasEnded && WIFSIGNALED(program.waitStatus);
+  JsonObject object;
+  object.raw("eu_id", program.euId == 0 ? "null" : std::to_string(program.euId));
+  object.text("name", program.name).text("kind", kindName(program.kind));
+  object.text("path", program.path).text("args", program.args);
+  object.raw("pid", program.pid == 0 ? "null" : std::to_string(program.pid));
+  object.text("state", programStateName(program.state));
+  object.raw("since_monotonic_ns", program.sinceNs ? std::to_string(*program.sinceNs) : "null");
+  object.raw("since_realtime_ns", program.sinceNs ? std::to_string(realtimeOf(*status.run, *program.sinceNs)) : "null");
+  object.raw("exit_code", exited ? std::to_string(WEXITSTATUS(program.waitStatus)) : "null");
+  object.raw("signal", wasKilled ? std::to_string(WTERMSIG(program.waitStatus)) : "null");
+  object.raw("launch_result", program.state == ProgramState::LAUNCH_FAILED ? std::to_string(program.result) : "null");
+  object.raw("online_tag", orNull(program.onlineTag)).raw("says", orNull(program.says));
+  object.number("restarts", 0);
+  return object.flag("raises_error", program.raisesError()).flag("resets_board", program.resetsBoard()).str();
+}
+
+std::string runJson(const NodeStatus &status) {
+  const RunInfo &run = *status.run;
+  return JsonObject()
+      .number("number", run.number)
+      .text("state", runStateName(run.state))
+      .number("started_monotonic_ns", run.startedNs)
+      .number("started_realtime_ns", run.startedRealtimeNs)
+      .number("age_ms", (status.nowNs > run.startedNs ? status.nowNs - run.startedNs : 0) / NS_PER_MS)
+      .str();
+}
+
+std::string nodeJson(const NodeStatus &status) {
+  return JsonObject()
+      .number("nid", status.run->nid)
+      .text("ce_name", status.run->ceName)
+      .text("role", status.isMaster() ? "master" : "slave")
+      .number("master_nid", status.run->masterNid)
+      .str();
+}
+
+}  // namespace
+
+std::string statusJson(const NodeStatus &status) {
+  if (!status.run) return "{\"run\": null}\n";
+  std::string programs;
+  for (const ProgramStatus &program : status.programs)
+    programs += (programs.empty() ? "" : ", ") + programJson(status, program);
+  return JsonObject()
+             .raw("run", runJson(status))
+             .raw("node", nodeJson(status))
+             .raw("daemon", JsonObject()
+                                .number("pid", status.run->daemonPid)
+                                .flag("alive", status.daemonIsAlive)
+                                .flag("stopped", status.daemonIsStopped)
+                                .str())
+             .raw("startup", startupOfJson(status))
+             .raw("programs", "[" + programs + "]")
+             .str() +
+         "\n";
+}
+
+}  // namespace orv
