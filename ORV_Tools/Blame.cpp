@@ -33,14 +33,16 @@ void addStep(const StartupProgram &program, const StartupStep &step, BlameRow &r
   row.resetNs += step.endedNs - atNs;
 }
 
-std::string partsText(const BlameRow &row) {
+std::string partsText(const BlameRow &row, const StartupProgram &program) {
   std::string text;
   const auto add = [&text](uint64_t partNs, const char *what) {
     constexpr uint64_t LEAST_NS = NS_PER_MS / 2;  // what is less would read as nothing
     if (partNs >= LEAST_NS) text += (text.empty() ? "" : ", ") + shortDuration(partNs) + what;
   };
   add(row.launchNs, " until it ran");
-  add(row.onlineNs, " until it was online");
+  const bool timedOut = program.wait && program.wait->state == WaitState::TIMED_OUT;
+  const bool stillWaits = program.wait && program.wait->state == WaitState::STILL_WAITING;
+  add(row.onlineNs, timedOut ? " in vain" : stillWaits ? " and not online yet" : " until it was online");
   add(row.noticeNs, " until that was seen");
   add(row.resetNs, " for the board reset");
   return text;
@@ -149,7 +151,8 @@ std::string blameText(const StartupModel &model) {
     const bool isProgram = i < blame.rows.size();
     rows.push_back({secondsText(milliseconds[i]), tenthsText(shares[i]),
                     isProgram ? printable(model.programs[blame.rows[i].program].name) : "the daemon itself",
-                    isProgram ? partsText(blame.rows[i]) : "what is no wait for a program"});
+                    isProgram ? partsText(blame.rows[i], model.programs[blame.rows[i].program])
+                              : "what is no wait for a program"});
   }
   rows.push_back({secondsText(std::accumulate(milliseconds.begin(), milliseconds.end(), uint64_t{0})),
                   tenthsText(std::accumulate(shares.begin(), shares.end(), uint64_t{0})), "in all", ""});

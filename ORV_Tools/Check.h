@@ -71,7 +71,8 @@ struct CheckRequest {
   std::vector<std::string> files;  // application definition files; "-": standard input
   std::vector<std::string> executables;
   std::vector<std::string> startups;
-  std::vector<std::string> tagLists;  // of the daemon's option -c
+  std::vector<std::string> tagLists;       // of the daemon's option -c
+  std::vector<std::string> shortTagLists;  // of its option -s
 };
 
 // Exit codes of orvctl check; the first three are those of a result.

@@ -13,7 +13,8 @@ namespace {
 
 constexpr const char *FOOTER =
     "A FILE of - is standard input. The strings are as the daemon gets them: --startup what stands behind its own\n"
-    "--startup=, --executable what stands behind executable= in that, --tags what follows its option -c.\n"
+    "--startup=, --executable what stands behind executable= in that, --tags what follows its option -c, --short-tags\n"
+    "what follows -s.\n"
     "docs/definition-file.md describes the file and what is said about it.\n"
     "\n"
     "Exit codes:\n"
@@ -49,6 +50,8 @@ void addCheckOptions(CLI::App &command, CheckArguments &arguments) {
               arguments.request.executables);
   addRepeated(command, "--startup", "STRING", "A start-up string: key=value,key=value", arguments.request.startups);
   addRepeated(command, "--tags", "LIST", "A list of tags: tag=value,tag=value", arguments.request.tagLists);
+  addRepeated(command, "--short-tags", "LIST", "The same with numbers of 16 bits, as for the daemon's option -s",
+              arguments.request.shortTagLists);
   command.add_flag("--strict", arguments.strict, "Warnings count");
   command.add_flag("--json", arguments.json, "For programs: one JSON object");
   CLI::Option *root =
@@ -63,7 +66,8 @@ void addCheckOptions(CLI::App &command, CheckArguments &arguments) {
 
 int checkCommand(const CheckArguments &arguments, std::string &output) {
   const CheckRequest &request = arguments.request;
-  if (request.files.empty() && request.executables.empty() && request.startups.empty() && request.tagLists.empty()) {
+  if (request.files.empty() && request.executables.empty() && request.startups.empty() && request.tagLists.empty() &&
+      request.shortTagLists.empty()) {
     return refuse(
         "nothing to check: name an application definition file (orvctl check /rom/AppDef.txt), or a string with "
         "--executable, --startup or --tags (see orvctl check --help)");

@@ -114,12 +114,6 @@ std::string orDash(const std::optional<uint64_t> &delayNs) {
   return delayNs ? shortDuration(*delayNs) : "-";
 }
 
-std::string changeText(const ComparisonRow &row) {
-  if (!row.baseMedianNs || !row.newMedianNs) return "-";
-  const int64_t change = changeNs(row);
-  return (change < 0 ? "-" : "+") + shortDuration(static_cast<uint64_t>(std::abs(change)));
-}
-
 std::string namesOf(const Comparison &comparison, bool ofNew) {
   std::string names;
   for (const ComparedRun &run : comparison.runs) {
@@ -207,11 +201,19 @@ int64_t changeNs(const ComparisonRow &row) {
   return static_cast<int64_t>(*row.newMedianNs) - static_cast<int64_t>(*row.baseMedianNs);
 }
 
+std::string changeText(const ComparisonRow &row) {
+  if (!row.baseMedianNs || !row.newMedianNs) return "-";
+  const int64_t change = changeNs(row);
+  const char *sign = change < 0 ? "-" : change > 0 ? "+" : "";
+  return sign + shortDuration(static_cast<uint64_t>(std::abs(change)));
+}
+
 std::string changePercentText(const ComparisonRow &row) {
   if (!row.baseMedianNs || !row.newMedianNs || *row.baseMedianNs == 0) return "";
+  const double percent = 100 * static_cast<double>(changeNs(row)) / static_cast<double>(*row.baseMedianNs);
+  if (std::abs(percent) < 0.5) return "0 %";
   char text[48];
-  std::snprintf(text, sizeof text, "%+.0f %%",
-                100 * static_cast<double>(changeNs(row)) / static_cast<double>(*row.baseMedianNs));
+  std::snprintf(text, sizeof text, "%+.0f %%", percent);
   return text;
 }
 

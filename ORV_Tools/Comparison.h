@@ -56,6 +56,8 @@ size_t slowerRows(const Comparison &comparison);
 
 // How much more or less, in nanoseconds; 0 where one of the two is missing.
 int64_t changeNs(const ComparisonRow &row);
+// "+290 ms", "-1.2 s", "0 ms"; "-" where one of the two is missing.
+std::string changeText(const ComparisonRow &row);
 // "+51 %", "-3 %"; empty where there is nothing to relate it to.
 std::string changePercentText(const ComparisonRow &row);
 

@@ -35,6 +35,16 @@ const char *classOf(Change change) {
   return change == Change::FASTER ? "faster" : "same";
 }
 
+// The whole start-up is many times as long as what it waits for: its figures have to do.
+bool isDrawn(const ComparisonRow &row) {
+  return row.kind != ComparisonRow::Kind::TOTAL;
+}
+
+// Of a file without its folder.
+std::string shortName(const ComparedRun &run) {
+  return printable(run.name.substr(run.name.rfind('/') + 1));
+}
+
 class Picture {
  public:
   explicit Picture(const Comparison &comparison) : comparison_(comparison) {
@@ -42,6 +52,7 @@ class Picture {
     for (const ComparisonRow &row : comparison.rows) {
       names_.push_back(shortened(printable(row.name), LONGEST_NAME));
       nameLength = std::max(nameLength, characters(names_.back()));
+      if (!isDrawn(row)) continue;
       for (const std::optional<uint64_t> &delay : row.delaysNs)
         longestNs_ = std::max(longestNs_, delay.value_or(0));
     }
@@ -87,7 +98,7 @@ class Picture {
     constexpr size_t MOST_CHARACTERS = 80;
     std::string names;
     for (const ComparedRun &run : comparison_.runs) {
-      if (run.isNew == ofNew) names += (names.empty() ? "" : ", ") + printable(run.name);
+      if (run.isNew == ofNew) names += (names.empty() ? "" : ", ") + shortName(run);
     }
     return shortened(names, MOST_CHARACTERS);
   }
@@ -151,17 +162,23 @@ class Picture {
     const bool isProgram = row.kind == ComparisonRow::Kind::PROGRAM;
     std::string text = svgGroupBegin("row", printable(row.name));
     text += svgText(MARGIN, y + BASELINE, isProgram ? "name" : "muted name", names_[index]);
-    text += spread(row, y);
+    if (isDrawn(row)) text += spread(row, y) + marks(row, y);
+    return text + figures(row, y) + svgGroupEnd();
+  }
+
+  // Those of the new start-ups lie above the others.
+  std::string marks(const ComparisonRow &row, double y) const {
+    std::string text;
     for (const bool ofNew : {false, true}) {
       for (size_t i = 0; i < comparison_.runs.size(); ++i) {
         const ComparedRun &run = comparison_.runs[i];
         if (run.isNew != ofNew || !row.delaysNs[i]) continue;
         text +=
             svgCircle(xOf(*row.delaysNs[i]), y, ofNew ? NEW_RADIUS : BASE_RADIUS, ofNew ? classOf(row.change) : "base",
-                      printable(run.name) + ": " + shortDuration(*row.delaysNs[i]));
+                      shortName(run) + ": " + shortDuration(*row.delaysNs[i]));
       }
     }
-    return text + figures(row, y) + svgGroupEnd();
+    return text;
   }
 
   std::string spread(const ComparisonRow &row, double y) const {
@@ -183,10 +200,7 @@ class Picture {
     const auto delay = [](const std::optional<uint64_t> &ns) { return ns ? shortDuration(*ns) : std::string("-"); };
     const char *kind = row.change == Change::SLOWER ? "bad change" : "change";
     std::string change = row.change == Change::ADDED ? "added" : "removed";
-    if (row.baseMedianNs && row.newMedianNs) {
-      const int64_t ns = changeNs(row);
-      change = (ns < 0 ? "-" : "+") + shortDuration(static_cast<uint64_t>(std::abs(ns)));
-    }
+    if (row.baseMedianNs && row.newMedianNs) change = changeText(row);
     return figure(0, "muted", delay(row.baseMedianNs)) + figure(1, "delay", delay(row.newMedianNs)) +
            figure(2, kind, change) + figure(3, kind, changePercentText(row));
   }

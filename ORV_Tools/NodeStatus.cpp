@@ -148,6 +148,7 @@ ProgramStatus programOf(const StatusSource &source, const EuRecord &eu, const Pl
   program.pid = eu.pid;
   program.result = eu.result;
   program.waitStatus = eu.waitStatus;
+  program.hasEnded = eu.state == EuState::PROGRAM_ENDED || eu.state == EuState::SHUT_DOWN;
   program.supervisionFlags = eu.path.empty() && planned != nullptr ? planned->supervisionFlags : eu.supervisionFlags;
   program.onlineTag = onlineTagOf(source, planned, eu.id);
   if (const auto said = source.euStatuses.find(eu.id); said != source.euStatuses.end()) program.says = said->second;

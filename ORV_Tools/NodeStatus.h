@@ -59,7 +59,8 @@ struct ProgramStatus {
   ProgramState state = ProgramState::NO_PROGRAM;
   std::optional<uint64_t> sinceNs;  // CLOCK_MONOTONIC
   int32_t result = 0;               // of LAUNCH_FAILED
-  int32_t waitStatus = 0;           // of FINISHED, FAILED, SHUT_DOWN
+  bool hasEnded = false;            // its program: FINISHED may be that of an EU without one
+  int32_t waitStatus = 0;           // of a program that has ended
   uint32_t supervisionFlags = 0;
   std::string onlineTag;  // empty: nothing waits for it
   std::string says;       // what the program says itself

@@ -62,6 +62,9 @@ void StartupBuilder::addOfDaemon(const Event &event) {
     case EventKind::STARTUP_COMPLETE:
       completeNs_ = since(event.monotonicNs);
       return;
+    case EventKind::CE_STARTED:
+      nid_ = parseNodeId(event.text);
+      return;
     case EventKind::CE_STOPPED:
       stoppedNs_ = since(event.monotonicNs);
       return;
@@ -292,6 +295,7 @@ void StartupBuilder::finish(StartupModel &model) {
   takeReadyTimes();
   takePrograms(model);
   model.daemonEndedNs = stoppedNs_;
+  if (!model.nid) model.nid = nid_;
   if (completeNs_) {
     model.state = StartupState::COMPLETE;
     model.lengthNs = *completeNs_;

@@ -79,6 +79,7 @@ class StartupBuilder {
   std::optional<AskedTag> asked_;
   std::optional<uint64_t> completeNs_;
   std::optional<uint64_t> stoppedNs_;
+  std::optional<uint16_t> nid_;
   uint64_t lastOfDaemonNs_ = 0;
   std::map<uint32_t, size_t> indices_;
 };

@@ -152,10 +152,13 @@ void addCompareOptions(CLI::App &command, StartupArguments &startup) {
       ->required()
       ->type_name("");
   command.add_option("--against", startup.against, "The new ones instead: all of RUN are the base then")
-      ->type_name("RUN...");
+      ->type_name("RUN");
   addAmount(command, "--limit", "Exit with 1 where something holds the start-up up for so much longer", "PERCENT",
             startup.limitPercent);
-  addAmount(command, "--floor", "What is no more than so much longer is no change (else 100)", "MS", startup.floorMs);
+  addAmount(
+      command, "--floor",
+      "What is no more than so much longer is no change (else " + std::to_string(defaultFloorNs() / NS_PER_MS) + ")",
+      "MS", startup.floorMs);
   command.add_flag("--json", startup.json, "For programs");
   command.footer(
       "Compared are the times for which the start-up stood still for each program, for the daemon itself, and in all:\n"
@@ -170,7 +173,7 @@ void addStartupCommands(StartupArguments &startup, const AddStartupCommand &addC
                  [&startup](const auto &arguments, auto &output) { return chart(arguments, startup, output); });
   CLI::Option *compared =
       chartCommand->add_option("--compare", startup.compared, "Several start-ups instead, as orvctl compare takes them")
-          ->type_name("RUN...");
+          ->type_name("RUN");
   addSourceOptions(*chartCommand, startup, compared);
   chartCommand->add_option("-o,--output", startup.output, "Write to this file, replaced as a whole")->type_name("FILE");
   CLI::Option *text =

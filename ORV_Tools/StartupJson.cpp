@@ -18,6 +18,11 @@ constexpr uint64_t VERSION = 1;
 // A century and a half in nanoseconds: no start-up is longer, and sums of two times cannot overflow.
 constexpr uint64_t MAX_TIME_NS = uint64_t{1} << 62;
 
+// The daemon starts up to 67. What is far beyond that is none of its start-ups, and nothing to draw.
+constexpr size_t MAX_PROGRAMS = 1000;
+constexpr size_t MAX_STEPS = 10 * MAX_PROGRAMS;
+constexpr size_t MAX_MARKS = 100'000;  // as many events as a store keeps at most
+
 // The names of the enumerations' values, from the first on.
 constexpr const char *STARTUP_STATES[] = {"complete", "going_on", "interrupted", "unknown"};
 static_assert(std::size(STARTUP_STATES) == static_cast<size_t>(StartupState::UNKNOWN) + 1);
@@ -143,10 +148,12 @@ class Fields {
   }
   // Calls `take` with the fields of each object of a list.
   template <typename Take>
-  void list(const char *name, Take take) {
+  void list(const char *name, size_t limit, Take take) {
     const json *field = find(name);
     if (field == nullptr) return;
-    if (!field->is_array()) return complain(name, "a list");
+    if (!field->is_array() || field->size() > limit) {
+      return complain(name, "a list of up to " + std::to_string(limit));
+    }
     for (size_t i = 0; i < field->size() && problem_.empty(); ++i)
       take(Fields((*field)[i], where_ + name + "[" + std::to_string(i) + "].", problem_));
   }
@@ -257,10 +264,11 @@ StartupModel modelOf(Fields fields) {
   fields.flag("beginning_is_lost", model.beginningIsLost);
   fields.time("length_ns", model.lengthNs);
   fields.time("daemon_ended_ns", model.daemonEndedNs);
-  fields.list("programs", [&](const Fields &each) { model.programs.push_back(programOf(each)); });
-  fields.list("marks", [&](const Fields &each) { model.marks.push_back(markOf(each, model.programs.size())); });
+  fields.list("programs", MAX_PROGRAMS, [&](const Fields &each) { model.programs.push_back(programOf(each)); });
+  fields.list("marks", MAX_MARKS,
+              [&](const Fields &each) { model.marks.push_back(markOf(each, model.programs.size())); });
   uint64_t atNs = 0;
-  fields.list("critical_path", [&](const Fields &each) {
+  fields.list("critical_path", MAX_STEPS, [&](const Fields &each) {
     model.criticalPath.push_back(stepOf(each, model.programs.size(), atNs));
     atNs = model.criticalPath.back().endedNs;
   });

@@ -54,7 +54,7 @@ void takeStart(const Event &start, const RunInfo &latest, StartupModel &model) {
 
 void takeLatest(const StartupSource &source, StartupModel &model) {
   model.daemonPid = source.run->daemonPid;
-  model.nid = source.run->nid;
+  if (source.run->state != RunState::EARLY) model.nid = source.run->nid;
   model.ceName = source.run->ceName;
   model.startedRealtimeNs = source.run->startedRealtimeNs;
   const bool goesOn = source.daemonIsAlive && source.run->state != RunState::DOWN;

@@ -84,8 +84,8 @@ enum class StartupState : uint8_t {
 struct StartupModel {
   uint64_t run = 0;  // RunInfo::number
   uint32_t daemonPid = 0;
-  std::optional<uint16_t> nid;  // nothing: of an earlier run, of which it is not kept
-  std::string ceName;
+  std::optional<uint16_t> nid;     // nothing: not known yet, or no longer kept
+  std::string ceName;              // of the latest run; of others it is not kept
   uint64_t startedRealtimeNs = 0;  // CLOCK_REALTIME of the beginning
   StartupState state = StartupState::GOING_ON;
   bool beginningIsLost = false;  // the store no longer has the first events: programs may be missing

@@ -92,16 +92,24 @@ class Picture {
     return step.program ? *step.program + 1 : 0;
   }
 
-  // Whether the waits for the program leave anything of a phase to be seen.
-  bool isVisible(size_t program, const PhaseSpan &span) const {
-    uint64_t coveredNs = 0;
-    for (const StartupStep &step : model_.criticalPath) {
-      if (step.program != program) continue;
-      const uint64_t endedNs = std::min(step.endedNs, span.endedNs);
-      const uint64_t beganNs = std::max(step.beganNs, span.beganNs);
-      coveredNs += endedNs > beganNs ? endedNs - beganNs : 0;
+  // What the waits for the program, which lie on its phases, leave to be seen of them.
+  std::vector<PhaseSpan> visibleSpans(size_t program) const {
+    std::vector<PhaseSpan> visible;
+    const auto add = [&](PhaseSpan span, uint64_t beganNs, uint64_t endedNs) {
+      span.beganNs = beganNs;
+      span.endedNs = endedNs;
+      if (endedNs > beganNs && xOf(endedNs) - xOf(beganNs) >= 1) visible.push_back(span);
+    };
+    for (const PhaseSpan &span : phasesOf(model_.programs[program], lengthNs_)) {
+      uint64_t atNs = span.beganNs;
+      for (const StartupStep &step : model_.criticalPath) {
+        if (step.program != program || step.endedNs <= atNs || step.beganNs >= span.endedNs) continue;
+        add(span, atNs, step.beganNs);
+        atNs = step.endedNs;
+      }
+      add(span, atNs, span.endedNs);
     }
-    return xOf(span.endedNs - span.beganNs - coveredNs) - plotLeft_ >= 1;
+    return visible;
   }
 
   // Too long to read the bars at the bottom by the labels at the top.
@@ -182,8 +190,8 @@ class Picture {
     };
     const auto hasPhase = [this](Phase phase) {
       for (size_t i = 0; i < model_.programs.size(); ++i) {
-        for (const PhaseSpan &span : phasesOf(model_.programs[i], lengthNs_)) {
-          if (span.phase == phase && isVisible(i, span)) return true;
+        for (const PhaseSpan &span : visibleSpans(i)) {
+          if (span.phase == phase) return true;
         }
       }
       return false;
@@ -264,9 +272,8 @@ class Picture {
     text += "<rect x=\"" + svgNumber(MARGIN - 8) + "\" y=\"" + svgNumber(y - ROW_HEIGHT / 2) + "\" width=\"" +
             svgNumber(WIDTH - 2 * MARGIN + 16) + "\" height=\"" + svgNumber(ROW_HEIGHT) + "\" fill-opacity=\"0\"/>\n";
     text += svgText(MARGIN, y + BASELINE, "name", names_[index]);
-    for (const PhaseSpan &span : phasesOf(program, lengthNs_)) {
-      if (isVisible(index, span)) text += barSvg(row, classOf(span.phase), span.beganNs, span.endedNs);
-    }
+    for (const PhaseSpan &span : visibleSpans(index))
+      text += barSvg(row, classOf(span.phase), span.beganNs, span.endedNs);
     text += steps(index);
     const bool showsReady = program.readyNs && program.startedNs && *program.readyNs >= *program.startedNs;
     if (showsReady && *program.readyNs <= lengthNs_) {
@@ -285,13 +292,19 @@ class Picture {
     std::string text;
     for (const StartupStep &step : model_.criticalPath) {
       if (step.program != program) continue;
+      const double width = xOf(step.endedNs) - xOf(step.beganNs);
+      if (!program && width < 1) continue;  // between two waits the daemon mostly does next to nothing
       const size_t row = rowOf(step);
       const bool isLate = program && outcomes_[*program].outcome == Outcome::TIMED_OUT;
       text += barSvg(row, isLate ? "late" : "waited", step.beganNs, step.endedNs);
-      const double width = xOf(step.endedNs) - xOf(step.beganNs);
-      if (width < ROOM_FOR_TEXT) continue;
-      text += svgText(xOf(step.beganNs) + width / 2, yOf(row) + 3.5, "inbar",
-                      shortDuration(step.endedNs - step.beganNs), Anchor::MIDDLE);
+      // The sign of coming online lies on the bar as well: the text has what is before it.
+      const bool comesOnline = program && model_.programs[*program].readyNs;
+      const uint64_t endNs =
+          comesOnline ? std::clamp(*model_.programs[*program].readyNs, step.beganNs, step.endedNs) : step.endedNs;
+      const double room = xOf(endNs) - xOf(step.beganNs);
+      if (room < ROOM_FOR_TEXT) continue;
+      text += svgText(xOf(step.beganNs) + room / 2, yOf(row) + 3.5, "inbar", shortDuration(step.endedNs - step.beganNs),
+                      Anchor::MIDDLE);
     }
     return text;
   }

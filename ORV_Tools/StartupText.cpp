@@ -142,6 +142,10 @@ class Chart {
         draw(rows_[i + 1], cellOf(span.phase), span.beganNs, span.endedNs);
       }
     }
+    for (size_t i = 0; i < model_.programs.size(); ++i) {
+      const bool hasFailed = outcomeOf(model_, model_.programs[i], lengthNs_).outcome == Outcome::FAILED;
+      if (hasFailed) draw(rows_[i + 1], Cell::MARK, *model_.programs[i].endedNs, *model_.programs[i].endedNs);
+    }
     for (const StartupStep &step : model_.criticalPath) {
       if (!step.program && isShort(step.beganNs, step.endedNs)) continue;
       draw(rows_[step.program ? *step.program + 1 : 0], Cell::WAITED, step.beganNs, step.endedNs);
@@ -223,7 +227,8 @@ class Chart {
                   {Cell::CREATED, "not started yet"},
                   {Cell::STARTING, "starting"},
                   {Cell::ONLINE, "online"},
-                  {Cell::RUNNING, "running"}};
+                  {Cell::RUNNING, "running"},
+                  {Cell::MARK, "failed"}};
     for (const auto &each : legend) {
       const CellLook look = lookOf(each.cell);
       text += (text.empty() ? "" : "   ") + coloured(look.colour, look.character) + " " + each.meaning;

@@ -53,6 +53,12 @@ std::optional<PidText> parsePidText(std::string_view text) {
   return PidText{*pid, std::string(text)};
 }
 
+std::optional<uint16_t> parseNodeId(std::string_view text) {
+  if (!takeText(text, "node id ")) return std::nullopt;
+  const std::optional<uint16_t> number = takeNumber<uint16_t>(text);
+  return text.empty() ? number : std::nullopt;
+}
+
 std::optional<int32_t> parseWaitStatus(std::string_view text) {
   if (!takeText(text, "wait status ")) return std::nullopt;
   const std::optional<int32_t> status = takeNumber<int32_t>(text);

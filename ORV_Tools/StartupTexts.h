@@ -17,6 +17,9 @@ struct PidText {
 };
 std::optional<PidText> parsePidText(std::string_view text);
 
+// "node id 4113".
+std::optional<uint16_t> parseNodeId(std::string_view text);
+
 // "wait status 9".
 std::optional<int32_t> parseWaitStatus(std::string_view text);
 

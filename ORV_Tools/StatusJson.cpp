@@ -75,14 +75,9 @@ std::string startupOfJson(const NodeStatus &status) {
       .str();
 }
 
-bool hasEnd(ProgramState state) {
-  return state == ProgramState::FAILED || state == ProgramState::FINISHED || state == ProgramState::SHUT_DOWN;
-}
-
 std::string programJson(const NodeStatus &status, const ProgramStatus &program) {
-  const bool hasEnded = hasEnd(program.state) && !program.path.empty();
-  const bool exited = hasEnded && WIFEXITED(program.waitStatus);
-  const bool wasKilled = hasEnded && WIFSIGNALED(program.waitStatus);
+  const bool exited = program.hasEnded && WIFEXITED(program.waitStatus);
+  const bool wasKilled = program.hasEnded && WIFSIGNALED(program.waitStatus);
   JsonObject object;
   object.raw("eu_id", program.euId == 0 ? "null" : std::to_string(program.euId));
   object.text("name", program.name).text("kind", kindName(program.kind));

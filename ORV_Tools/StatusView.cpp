@@ -84,7 +84,7 @@ std::string bareStateText(const ProgramStatus &program) {
     case ProgramState::LAUNCH_FAILED:
       return launchFailureText(program.result);
     case ProgramState::FINISHED:
-      return program.path.empty() ? "finished" : endText(program.waitStatus);
+      return program.hasEnded ? endText(program.waitStatus) : "finished";
     default:
       return endText(program.waitStatus);
   }
@@ -109,17 +109,6 @@ std::string daemonText(const NodeStatus &status) {
   if (!status.daemonIsAlive) return "pid " + pid + ", dead";
   if (!status.daemonIsStopped) return "pid " + pid + ", alive";
   return "pid " + pid + ", stopped: it does nothing until it is continued (kill -CONT " + pid + ")";
-}
-
-// Time of day, with the date where it is another day than that of now.
-std::string momentText(const NodeStatus &status, std::optional<uint64_t> monotonicNs) {
-  if (!monotonicNs) return "-";
-  const std::string text = timeText(realtimeOf(*status.run, *monotonicNs));
-  const std::string today = timeText(realtimeOf(*status.run, status.nowNs));
-  constexpr size_t DATE_LENGTH = std::string_view("2026-11-21").size();
-  constexpr size_t TIME_LENGTH = std::string_view("18:06:14").size();
-  const bool isToday = text.compare(0, DATE_LENGTH, today, 0, DATE_LENGTH) == 0;
-  return isToday ? text.substr(DATE_LENGTH + 1, TIME_LENGTH) : text.substr(0, DATE_LENGTH + 1 + TIME_LENGTH);
 }
 
 // --- Text -----------------------------------------------------------------------------------------------------------
@@ -263,6 +252,16 @@ const char *programStateName(ProgramState state) {
 std::string consequenceText(const ProgramStatus &program) {
   if (!program.raisesError()) return program.resetsBoard() ? "resets the board" : "";
   return program.resetsBoard() ? "raises an error, resets the board" : "raises an error";
+}
+
+std::string momentText(const NodeStatus &status, std::optional<uint64_t> monotonicNs) {
+  if (!monotonicNs) return "-";
+  const std::string text = timeText(realtimeOf(*status.run, *monotonicNs));
+  const std::string today = timeText(realtimeOf(*status.run, status.nowNs));
+  constexpr size_t DATE_LENGTH = std::string_view("2026-11-21").size();
+  constexpr size_t TIME_LENGTH = std::string_view("18:06:14").size();
+  const bool isToday = text.compare(0, DATE_LENGTH, today, 0, DATE_LENGTH) == 0;
+  return isToday ? text.substr(DATE_LENGTH + 1, TIME_LENGTH) : text.substr(0, DATE_LENGTH + 1 + TIME_LENGTH);
 }
 
 std::string startupText(const NodeStatus &status, PassingTimes times) {

@@ -2,6 +2,8 @@
 #ifndef ORV_TOOLS_STATUSVIEW_H
 #define ORV_TOOLS_STATUSVIEW_H
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,10 @@ std::string programStateText(const ProgramStatus &program);
 
 // "awaiting_tag", "failed" and the like.
 const char *programStateName(ProgramState state);
+
+// Local time of day of a moment of CLOCK_MONOTONIC, with the date where it is another day than that of now; "-" for
+// none.
+std::string momentText(const NodeStatus &status, std::optional<uint64_t> monotonicNs);
 
 // "raises an error, resets the board"; empty where a failure has no consequences.
 std::string consequenceText(const ProgramStatus &program);

@@ -40,7 +40,7 @@ std::string longTagList(const TagListing &listing);
 // The fields of one tag as in tagListJson, for more to be added.
 JsonObject tagFields(const TagListing &listing, const Tag &tag);
 
-// One object: "run", and "tags", a tag a line. The fields are described in docs/architecture.md.
+// One object: "run", and "tags", a tag a line. The fields are described in docs/orvctl-json.md.
 std::string tagListJson(const TagListing &listing);
 
 }  // namespace orv

@@ -87,8 +87,7 @@ std::string beforeOnline(const WhyFacts &facts) {
 }
 
 bool hasProgramEnded(const WhyFacts &facts) {
-  return !facts.program.path.empty() &&
-         (facts.program.state == ProgramState::FAILED || facts.program.state == ProgramState::FINISHED);
+  return facts.program.hasEnded && facts.program.state != ProgramState::SHUT_DOWN;
 }
 
 const ProcessDetails *onlyChild(const WhyFacts &facts) {

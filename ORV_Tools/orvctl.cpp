@@ -27,6 +27,7 @@
 #include "ParsedOption.h"
 #include "Rehearsal.h"
 #include "RehearsalOptions.h"
+#include "ReportCommand.h"
 #include "ResetCommand.h"
 #include "StartupCommands.h"
 #include "StatusCommand.h"
@@ -74,6 +75,7 @@ class CommandLine {
     addStatus();
     addWhy();
     addErrors();
+    addReport();
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0")->excludes(addJson(*ungraceful));
@@ -153,6 +155,13 @@ class CommandLine {
         app_, "errors", "The errors that the node and its programs have raised",
         [this](const Arguments &arguments, std::string &output) { return orv::errors(arguments, errors_, output); });
     orv::addErrorsOptions(*command, errors_);
+  }
+
+  void addReport() {
+    CLI::App *command = addCommand(
+        app_, "report", "Everything about the node on one page of HTML, to attach to a ticket",
+        [this](const Arguments &arguments, std::string &output) { return orv::report(arguments, report_, output); });
+    orv::addReportOptions(*command, report_);
   }
 
   void addLog() {
@@ -338,6 +347,7 @@ class CommandLine {
   orv::StatusArguments status_;
   orv::WhyArguments why_;
   orv::ErrorsArguments errors_;
+  orv::ReportArguments report_;
   orv::MessageArguments message_;
   orv::keys::KeysArguments keys_;
   orv::StartupArguments startup_;

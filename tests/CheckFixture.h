@@ -48,6 +48,12 @@ inline orv::CheckResult checkStartupText(const std::string &text) {
   return orv::check(request, textsAlone());
 }
 
+inline orv::CheckResult checkShortTagText(const std::string &text) {
+  orv::CheckRequest request;
+  request.shortTagLists.push_back(text);
+  return orv::check(request, textsAlone());
+}
+
 inline orv::CheckResult checkTagText(const std::string &text) {
   orv::CheckRequest request;
   request.tagLists.push_back(text);

@@ -96,10 +96,28 @@ TEST_F(OrvctlLog, ShowsEveryKindThatConcernsTheNode) {
     ++afterMs;
   }
   for (const EventKind kind :
-       {EventKind::EU_CREATED, EventKind::EU_FINISHED, EventKind::TAG_SET, EventKind::MESSAGE_SENT})
+       {EventKind::EU_CREATED, EventKind::EU_FINISHED, EventKind::TAG_SET, EventKind::MESSAGE_SENT,
+        EventKind::WAIT_BEGAN, EventKind::WAIT_ENDED, EventKind::STARTUP_COMPLETE})
     add(afterMs, kind, "of an EU alone", 1);
   const std::string text = output(DONE, {"log"});
   EXPECT_EQ(text.substr(text.find('\n') + 1), expected);
+}
+
+TEST_F(OrvctlLog, TellsOfTheWaitsForAnEu) {
+  begin();
+  addEu(1, "radio");
+  add(1, EventKind::WAIT_BEGAN, "radio (tag radio.on)", 1);
+  add(2, EventKind::WAIT_ENDED, "radio (tag radio.on)", 1, static_cast<uint32_t>(orv::WaitOutcome::ONLINE));
+  add(3, EventKind::WAIT_ENDED, "radio (tag radio.on)", 1, static_cast<uint32_t>(orv::WaitOutcome::TIMED_OUT));
+  add(4, EventKind::STARTUP_COMPLETE, "", 1);
+  const std::string waits = "radio  the start-up waits for radio (tag radio.on)\n";
+  EXPECT_EQ(output(DONE, {"log", "--eu", "radio"}),
+            "2023-11-14 22:13:20.001       +0.001  info   " + waits +
+                "2023-11-14 22:13:20.002       +0.002  info   radio  the start-up no longer waits for radio (tag "
+                "radio.on): online\n"
+                "2023-11-14 22:13:20.003       +0.003  error  radio  the start-up no longer waits for radio (tag "
+                "radio.on): not online in time\n"
+                "2023-11-14 22:13:20.004       +0.004  info   radio  start-up complete\n");
 }
 
 TEST_F(OrvctlLog, SeverityIsTheLeastThatIsShown) {

@@ -44,7 +44,9 @@ std::string optionName(const char *option, const std::vector<std::string> &all, 
 CheckResult check(const CheckRequest &request, const CheckOptions &options) {
   CheckRun run(options);
   for (size_t i = 0; i < request.tagLists.size(); ++i)
-    run.checkTags(optionName("--tags", request.tagLists, i), request.tagLists[i]);
+    run.checkTags(optionName("--tags", request.tagLists, i), request.tagLists[i], false);
+  for (size_t i = 0; i < request.shortTagLists.size(); ++i)
+    run.checkTags(optionName("--short-tags", request.shortTagLists, i), request.shortTagLists[i], true);
   for (size_t i = 0; i < request.startups.size(); ++i)
     run.checkStartup(optionName("--startup", request.startups, i), request.startups[i]);
   for (size_t i = 0; i < request.executables.size(); ++i)

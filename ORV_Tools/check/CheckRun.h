@@ -41,7 +41,8 @@ class CheckRun {
   void checkDefinitions(const std::string &name, std::string_view text);
   void checkExecutables(const std::string &name, std::string_view text);
   void checkStartup(const std::string &name, std::string_view text);
-  void checkTags(const std::string &name, std::string_view text);
+  // `isShort`: numbers get 16 bits.
+  void checkTags(const std::string &name, std::string_view text, bool isShort);
   void addUnreadable(const std::string &name, const std::string &problem);
   // To be called once, behind all inputs.
   CheckResult finish();

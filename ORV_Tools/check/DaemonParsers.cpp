@@ -134,10 +134,10 @@ ExecutablesReading readExecutables(const std::string &text) {
   return reading;
 }
 
-std::vector<SetTag> readTagList(const std::string &text) {
+std::vector<SetTag> readTagList(const std::string &text, bool isShort) {
   recorded() = {};
   std::vector<char> argument = writable(text);
-  configTags(argument.data(), 0);
+  configTags(argument.data(), isShort ? 1 : 0);
   return recorded().tags;
 }
 

@@ -50,7 +50,7 @@ std::unique_ptr<AppExeDefTable> readDefinitions(std::string_view text);
 // These three read `text` up to its first NUL, as an argument ends there.
 std::unique_ptr<StartupReading> readStartup(const std::string &text);
 ExecutablesReading readExecutables(const std::string &text);
-std::vector<SetTag> readTagList(const std::string &text);
+std::vector<SetTag> readTagList(const std::string &text, bool isShort = false);
 
 // What the recorded platform was asked for.
 struct Recorded {

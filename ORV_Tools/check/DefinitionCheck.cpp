@@ -15,15 +15,12 @@ namespace {
 constexpr CheckSeverity WARNING = CheckSeverity::WARNING;
 constexpr CheckSeverity ERROR = CheckSeverity::ERROR;
 constexpr std::string_view BLANKS = " \t";
+constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
 
 const char *const FIELD_NAMES[] = {"name", "path", "arguments", "reserved field", "flags", "online tag"};
 
 std::string takesAPlace() {
   return "takes one of " + std::to_string(MAX_APP_EXE_DEFS) + " places and starts nothing";
-}
-
-std::string shorter(std::string_view text) {
-  return quoted(text);
 }
 
 class DefinitionCheck {
@@ -80,6 +77,11 @@ class DefinitionCheck {
                                     "the daemon makes an empty record of it, which " + takesAPlace(), "an empty line"});
       return false;
     }
+    // That a byte order mark makes a definition of a comment is said of the mark.
+    if (afterByteOrderMark(line_.span).begin != line_.span.begin &&
+        source_.part(afterByteOrderMark(line_.span)).starts_with('#')) {
+      return false;
+    }
     if (text[first] == '#') {
       tellNoComment(first);
       return false;
@@ -92,6 +94,11 @@ class DefinitionCheck {
       return false;
     }
     return true;
+  }
+
+  Span afterByteOrderMark(Span span) const {
+    if (span.begin != 0 || !source_.part(span).starts_with(BYTE_ORDER_MARK)) return span;
+    return {span.begin + BYTE_ORDER_MARK.size(), span.length - BYTE_ORDER_MARK.size()};
   }
 
   void tellNoComment(size_t position) {
@@ -136,7 +143,7 @@ class DefinitionCheck {
     } else {
       complaint.severity = WARNING;
       complaint.why = unread.empty() ? "what is missing is empty or 0"
-                                     : shorter(unread) + " is not read, and what is missing is empty or 0";
+                                     : quoted(unread) + " is not read, and what is missing is empty or 0";
     }
     if (ended() == FLAGS && isTagInPlaceOfFlags()) {
       complaint.why += ": the application is not waited for";
@@ -177,7 +184,7 @@ class DefinitionCheck {
              "a name of at most " + std::to_string(sizeof record_.name - 1) + " bytes");
     checkEdges(source_, span(NAME), "name", WARNING, "the application is called " + quoted(name));
     checkQuotes(NAME, WARNING, name);
-    checkCharacters(source_, span(NAME), "name");
+    checkCharacters(source_, afterByteOrderMark(span(NAME)), "name");
   }
 
   void checkPath() {

@@ -86,10 +86,14 @@ class StartupCheck {
     if (!behind.empty()) complaint.why += ": " + quoted(behind) + " is lost as well";
     const std::string name(source_.part(walked.name));
     const std::string near = suggestion(name);
+    // What stands behind a comma in a value.
+    const bool isValueRest = !walked.hasValue && walked.whole.begin != 0;
+    const char *const otherwise = isValueRest
+                                      ? "one of the keys of ORVDaemonExe -h; a value without a comma, which ends it"
+                                      : "one of the keys of ORVDaemonExe -h";
     complaint.what = walked.whole.length == 0 ? "nothing between two commas" : "there is no key " + quoted(name);
-    complaint.instead = walked.whole.length == 0 ? "one comma"
-                        : near.empty()           ? "one of the keys of ORVDaemonExe -h"
-                                                 : near;
+    complaint.instead = !near.empty() ? near : otherwise;
+    if (walked.whole.length == 0) complaint.instead = "one comma";
     source_.complain(walked.whole.length == 0 ? walked.whole : walked.name, complaint);
   }
 

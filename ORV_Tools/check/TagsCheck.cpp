@@ -1,6 +1,6 @@
 // A list of tags, as of the daemon's option -c.
-#include <algorithm>
-#include <map>
+#include <cstdint>
+#include <cstdlib>
 #include <set>
 
 #include "Applications.h"
@@ -36,12 +36,18 @@ bool looksLikeNumber(std::string_view text) {
          text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string_view::npos;
 }
 
+// Whether 16 bits hold the number neither as it is nor as a negative one.
+bool isBeyond16Bits(const std::string &text) {
+  const long long number = std::strtoll(text.c_str(), nullptr, 0);
+  return number < INT16_MIN || number > UINT16_MAX;
+}
+
 class TagsCheck {
  public:
-  TagsCheck(SourceText &source) : source_(source), walked_(walkTags(source.text())) {}
+  TagsCheck(SourceText &source, bool isShort) : source_(source), isShort_(isShort), walked_(walkTags(source.text())) {}
 
   void check(CheckedInput &input, std::vector<EarlyTag> &earlyTags) {
-    const std::vector<SetTag> tags = readTagList(std::string(source_.text()));
+    const std::vector<SetTag> tags = readTagList(std::string(source_.text()), isShort_);
     input.columns = COLUMNS;
     checkSeparators();
     for (size_t i = 0; i < walked_.size() && i < tags.size(); ++i) {
@@ -128,6 +134,7 @@ class TagsCheck {
     reading.base = 0;
     reading.field = "value";
     reading.asRead = std::to_string(tag.number);
+    reading.isBeyond = isShort_ && isBeyond16Bits(std::string(value));
     checking::checkNumber(source_, walked.value, reading);
   }
 
@@ -152,19 +159,20 @@ class TagsCheck {
   }
 
   SourceText &source_;
+  bool isShort_;
   std::vector<WalkedTag> walked_;
   std::set<std::string> seen_;
 };
 
 }  // namespace
 
-void CheckRun::checkTags(const std::string &name, std::string_view text) {
+void CheckRun::checkTags(const std::string &name, std::string_view text, bool isShort) {
   SourceText &source =
       sources_.emplace_back(name, texts_.emplace_back(text.substr(0, text.find('\0'))), result_.findings);
   CheckedInput input;
   input.kind = CheckInputKind::TAGS;
   input.name = name;
-  TagsCheck(source).check(input, earlyTags_);
+  TagsCheck(source, isShort).check(input, earlyTags_);
   result_.inputs.push_back(std::move(input));
 }
 
