@@ -49,7 +49,7 @@ constexpr CommandHelp HELP[] = {
     {"orvctl compare", "orvctl compare before.json after.json --limit 10",
      "something is slower than --limit allows, or the new start-up is not complete"},
     {"orvctl check", "orvctl check /etc/orv/AppDef.txt", nullptr},
-    {"orvctl report", "orvctl report -o report.tar.gz", nullptr},
+    {"orvctl report", "orvctl report -o node.html", nullptr},
     {"orvctl help", "orvctl help tag set", nullptr},
     {"orvctl completions", "orvctl completions bash >/etc/bash_completion.d/orvctl", nullptr},
 };

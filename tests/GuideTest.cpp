@@ -73,7 +73,9 @@ INSTANTIATE_TEST_SUITE_P(Docs, GuideTest, testing::ValuesIn(GUIDES), [](const au
 
 // A document that shows commands is a guide.
 TEST(Guides, AllThatShowCommandsAreRun) {
-  std::set<std::string> run;
+  // The first has a runner of its own (DefinitionGuideTest). The second shows figures of one board, which another
+  // machine has not; what its commands print is compared to the letter in OrvctlChartTest and StartupTest.
+  std::set<std::string> run = {"definition-file.md", "start-up-pictures.md"};
   for (const Guide &guide : GUIDES)
     run.insert(guide.name);
   for (const auto &entry : std::filesystem::directory_iterator(ORV_SOURCE_DIR "/docs")) {

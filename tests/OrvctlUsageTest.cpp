@@ -74,6 +74,7 @@ const std::map<std::string, Use> &uses() {
       {"orvctl compare", {{"1", "2"}, true}},
       {"orvctl check", {{}, false}},
 
+      {"orvctl report", {{}, true}},
       {"orvctl help", {{}, false}},
       {"orvctl completions", {{"bash"}, false}},
   };
