@@ -81,7 +81,7 @@ TEST(Guides, AllThatShowCommandsAreRun) {
   for (const auto &entry : std::filesystem::directory_iterator(ORV_SOURCE_DIR "/docs")) {
     std::ostringstream text;
     text << std::ifstream(entry.path()).rdbuf();
-    if (text.str().find("```console") == std::string::npos) continue;
+    if (text.str().find("\n```console") == std::string::npos) continue;
     EXPECT_EQ(run.count(entry.path().filename().string()), 1U) << entry.path() << " is run by nothing";
   }
 }
