@@ -38,13 +38,6 @@ std::string configuredDirectory(const Arguments &arguments) {
   return tag && tag->value.type == TagType::STRING ? tag->value.text : "";
 }
 
-std::string directoryOf(const Arguments &arguments, const KeysArguments &keys) {
-  if (!keys.keyDirectory.empty()) return keys.keyDirectory;
-  if (!arguments.stateDirectory.empty()) return defaultKeyDirectory(arguments.stateDirectory);
-  const std::string configured = configuredDirectory(arguments);
-  return configured.empty() ? defaultKeyDirectory(stateDirectory()) : configured;
-}
-
 std::string publicKeyText(const KeyPair &pair, bool json) {
   const std::string key = hexOf(pair.publicKey);
   return json ? "{\"public\": \"" + key + "\"}\n" : key + "\n";
@@ -131,11 +124,18 @@ void addKey(CLI::App &command, KeysArguments &keys) {
 
 }  // namespace
 
+std::string keyDirectoryOf(const Arguments &arguments, const KeysArguments &keys) {
+  if (!keys.keyDirectory.empty()) return keys.keyDirectory;
+  if (!arguments.stateDirectory.empty()) return defaultKeyDirectory(arguments.stateDirectory);
+  const std::string configured = configuredDirectory(arguments);
+  return configured.empty() ? defaultKeyDirectory(stateDirectory()) : configured;
+}
+
 void addCommands(CLI::App &group, KeysArguments &keys, const AddCommand &addCommand) {
   using Operation = int (*)(const std::string &directory, const KeysArguments &keys, std::string &output);
   const auto add = [&](const char *name, const char *description, Operation operation) {
     CLI::App *command = addCommand(group, name, description, [&keys, operation](const auto &arguments, auto &output) {
-      return operation(directoryOf(arguments, keys), keys, output);
+      return operation(keyDirectoryOf(arguments, keys), keys, output);
     });
     command
         ->add_option("--key-dir", keys.keyDirectory,

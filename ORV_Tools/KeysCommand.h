@@ -32,6 +32,10 @@ using AddCommand =
 // Adds the commands to `group`; what their options say goes to `keys`, which outlives them.
 void addCommands(CLI::App &group, KeysArguments &keys, const AddCommand &addCommand);
 
+// Where the keys lie: as the arguments say, else where the running node was configured to have them, else in the state
+// directory.
+std::string keyDirectoryOf(const orv::Arguments &arguments, const KeysArguments &keys);
+
 }  // namespace orv::keys
 
 #endif

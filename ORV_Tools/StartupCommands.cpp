@@ -166,8 +166,7 @@ void addCompareOptions(CLI::App &command, StartupArguments &startup) {
   command.add_flag("--json", startup.json, "For programs");
   command.footer(
       "Compared are the times for which the start-up stood still for each program, for the daemon itself, and in all:\n"
-      "the median of the base with the median of the new ones.\n"
-      "Exit codes: 1 where something is slower than --limit allows, or the new start-up is not complete.");
+      "the median of the base with the median of the new ones.");
 }
 
 }  // namespace

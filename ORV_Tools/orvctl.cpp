@@ -5,7 +5,6 @@
 #include <signal.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
@@ -15,7 +14,10 @@
 #include <vector>
 
 #include "CheckCommand.h"
+#include "CommandHelp.h"
+#include "CommandTree.h"
 #include "Commands.h"
+#include "Completion.h"
 #include "ErrorsCommand.h"
 #include "KeysCommand.h"
 #include "LogCommand.h"
@@ -29,8 +31,8 @@
 #include "ResetCommand.h"
 #include "StartupCommands.h"
 #include "StatusCommand.h"
-#include "Suggestion.h"
 #include "Terminal.h"
+#include "Usage.h"
 #include "WhyCommand.h"
 
 namespace {
@@ -38,6 +40,9 @@ namespace {
 using orv::Arguments;
 
 constexpr const char *FOOTER =
+    "Example:\n"
+    "  orvctl status\n"
+    "\n"
     "Exit codes:\n"
     "  0  done\n"
     "  1  the answer is no: not set, not in time, not delivered\n"
@@ -52,28 +57,16 @@ using Action = std::function<int(const Arguments &arguments, std::string &output
 
 constexpr const char *REHEARSE = "rehearse";
 constexpr const char *CHECK = "check";
-
-// Whether the word before a command is one of the options whose value is a word of its own.
-bool takesNextWord(const std::string &word) {
-  return word == "--node-dir" || word == "--state-dir" || word == "--color";
-}
-
-// The first word that is no option: the command, if there is one of that name.
-std::string commandOf(const std::vector<std::string> &words) {
-  for (size_t i = 0; i < words.size(); ++i) {
-    if (!words[i].starts_with("-")) return words[i];
-    if (takesNextWord(words[i])) ++i;
-  }
-  return "";
-}
+// What the completions of the shells ask; nobody types it.
+constexpr const char *COMPLETE = "complete";
 
 // The command line: what is allowed, and what it has said.
 class CommandLine {
  public:
   CommandLine() {
     app_.require_subcommand(1);
-    app_.footer(FOOTER);
     app_.set_help_flag("-h,--help", "Say this");
+    app_.set_version_flag("--version", "orvctl " ORV_VERSION, "Say which version this is");
     addCommonOptions(app_);
     addTagCommands();
     addRadCommands();
@@ -91,6 +84,9 @@ class CommandLine {
     addStartup();
     addRehearse();
     addCheck();
+    addHelp();
+    app_.footer(FOOTER);  // here, or the commands would inherit it
+    orv::completeHelp(app_);
   }
   CommandLine(const CommandLine &) = delete;
   CommandLine &operator=(const CommandLine &) = delete;
@@ -105,8 +101,12 @@ class CommandLine {
     // CLI11 takes the words from the end.
     app_.parse(std::vector<std::string>(words.rbegin(), words.rend()));
   }
-  int run(std::string &output) const {
+  int run(std::string &output) {
     return action_(arguments_, output);
+  }
+  // The last word of the command.
+  std::string commandOf(const std::vector<std::string> &words) {
+    return orv::usage::commandOf(app_, words).get_name();
   }
 
  private:
@@ -194,6 +194,38 @@ class CommandLine {
       action_ = [this](const Arguments &, std::string &output) { return orv::rehearsal::rehearse(rehearsal_, output); };
     });
     orv::rehearsal::addOptions(*command, rehearsal_);
+  }
+
+  // What helps with the tool itself; no node, no common options.
+  void addHelp() {
+    CLI::App *help = app_.add_subcommand("help", "How a command is used");
+    help->add_option("COMMAND", helpWords_, "The command, such as tag set")->type_name("");
+    help->parse_complete_callback(
+        [this] { action_ = [this](const Arguments &, std::string &output) { return sayHelp(output); }; });
+    CLI::App *completions = app_.add_subcommand("completions", "The completion of commands for a shell");
+    completions->add_option("SHELL", shell_, "bash, zsh or fish")
+        ->required()
+        ->check(CLI::IsMember({"bash", "zsh", "fish"}).description(""))
+        ->type_name("");
+    completions->parse_complete_callback([this] {
+      action_ = [this](const Arguments &, std::string &output) {
+        output += orv::completion::scriptOf(shell_);
+        return orv::EXIT_DONE;
+      };
+    });
+  }
+
+  int sayHelp(std::string &output) {
+    const std::string problem = orv::usage::commandProblemOf(app_, helpWords_);
+    if (!problem.empty()) {
+      orv::complain(problem);
+      return orv::EXIT_USAGE;
+    }
+    app_.clear();  // what has been parsed would say how "help" itself is used
+    const CLI::App &command = orv::usage::commandOf(app_, helpWords_);
+    const CLI::App *const parent = command.get_parent();
+    output += command.help(parent == nullptr ? "" : orv::commandtree::pathOf(*parent));
+    return orv::EXIT_DONE;
   }
 
   CLI::Option *addJson(CLI::App &command) {
@@ -321,64 +353,16 @@ class CommandLine {
   orv::StartupArguments startup_;
   orv::rehearsal::Arguments rehearsal_;
   orv::CheckArguments check_;
+  std::vector<std::string> helpWords_;
+  std::string shell_;
   Action action_;
 };
 
-std::vector<std::string> commandNames(const CLI::App &app) {
-  std::vector<std::string> names;
-  for (const CLI::App *command : app.get_subcommands({}))
-    names.push_back(command->get_name());
-  return names;
-}
-
-// What somebody meant by `word` where a command of `app` belongs, with the words before it; empty where nothing is
-// near. A command one level below counts too: "set" is "tag set".
-std::string suggestion(const CLI::App &app, const std::string &before, const std::string &word) {
-  if (const std::string near = orv::nearestName(word, commandNames(app)); !near.empty()) return before + near;
-  for (const CLI::App *group : app.get_subcommands({})) {
-    const std::vector<std::string> names = commandNames(*group);
-    if (std::find(names.begin(), names.end(), word) != names.end()) return before + group->get_name() + " " + word;
-  }
-  for (const CLI::App *group : app.get_subcommands({})) {
-    const std::string near = orv::nearestName(word, commandNames(*group));
-    if (!near.empty()) return before + group->get_name() + " " + near;
-  }
-  return "";
-}
-
-// The sentence for a command that is missing or unknown, or empty where the commands are all right.
-std::string commandProblem(const CLI::App &root, const std::vector<std::string> &words) {
-  const CLI::App *app = &root;
-  std::string before;
-  for (size_t i = 0; i < words.size(); ++i) {
-    const std::vector<std::string> names = commandNames(*app);
-    if (names.empty()) return "";
-    if (words[i].starts_with("-")) {
-      // The common options are all that can stand before a command.
-      if (app->get_option_no_throw(words[i].substr(0, words[i].find('='))) == nullptr) return "";
-      if (takesNextWord(words[i])) ++i;
-      continue;
-    }
-    if (std::find(names.begin(), names.end(), words[i]) == names.end()) {
-      const std::string meant = suggestion(*app, before, words[i]);
-      return "there is no command \"" + before + words[i] + "\" (" +
-             (meant.empty() ? "see orvctl --help" : "did you mean \"" + meant + "\"?") + ")";
-    }
-    app = app->get_subcommand(words[i]);
-    before += words[i] + " ";
-  }
-  const std::vector<std::string> names = commandNames(*app);
-  if (names.empty()) return "";
-  return "a command is missing: orvctl " + before + CLI::detail::join(names, "|") + " (see orvctl --help)";
-}
-
-// The sentence for a command line that was refused.
-std::string usageProblem(const CLI::App &app, const std::vector<std::string> &words, const CLI::ParseError &error) {
-  if (std::string problem = commandProblem(app, words); !problem.empty()) return problem;
-  std::string what = error.what();
-  what = what.substr(0, what.find('\n'));
-  const std::string command = commandOf(words);
-  return what + " (see orvctl " + (command == REHEARSE || command == CHECK ? command + " " : "") + "--help)";
+// The sentence for a command line that was refused. What stands behind "--" of a rehearsal is not ours to judge.
+std::string problemOf(CommandLine &commandLine, const std::vector<std::string> &words, const CLI::ParseError &error) {
+  if (std::string problem = orv::usage::problemOf(commandLine.app(), words); !problem.empty()) return problem;
+  const std::string what = error.what();
+  return what.substr(0, what.find('\n')) + orv::usage::helpHint(orv::usage::commandOf(commandLine.app(), words));
 }
 
 int finish(int exitCode, const std::string &output) {
@@ -397,14 +381,23 @@ int badUseOf(const std::string &command) {
 
 int runTool(int argc, char **argv) {
   CommandLine commandLine;
-  const std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+  std::vector<std::string> words(argv + (argc > 0 ? 1 : 0), argv + argc);
+  if (words.size() > 2 && words[0] == COMPLETE && words[1] == "--") {
+    words.erase(words.begin(), words.begin() + 2);
+    return finish(orv::EXIT_DONE, orv::completion::candidatesFor(commandLine.app(), words));
+  }
   try {
     commandLine.parse(words);
   } catch (const CLI::CallForHelp &) {
-    return finish(orv::EXIT_DONE, commandLine.app().help());
+    const std::string problem = orv::usage::commandProblemOf(commandLine.app(), words);
+    if (problem.empty()) return finish(orv::EXIT_DONE, commandLine.app().help());
+    orv::complain(problem);
+    return orv::EXIT_USAGE;
+  } catch (const CLI::CallForVersion &version) {
+    return finish(orv::EXIT_DONE, std::string(version.what()) + "\n");
   } catch (const CLI::ParseError &error) {
-    orv::complain(usageProblem(commandLine.app(), words, error));
-    return badUseOf(commandOf(words));
+    orv::complain(problemOf(commandLine, words, error));
+    return badUseOf(commandLine.commandOf(words));
   }
   std::string output;
   const int exitCode = commandLine.run(output);

@@ -153,7 +153,8 @@ TEST_F(OrvctlCheck, NothingToCheck) {
 
 TEST_F(OrvctlCheck, BadUse) {
   EXPECT_EQ(outcome({"--bogus"}),
-            "orvctl: The following argument was not expected: --bogus (see orvctl check --help)\n64");
+            "orvctl: orvctl check has no option \"--bogus\" (an argument that begins with - goes behind --; see "
+            "orvctl check --help)\n64");
   EXPECT_EQ(outcome({"-", "-"}), "orvctl: standard input can be read once: - stands there twice\n64");
   EXPECT_EQ(outcome({"--root", "/none", "x"}),
             "orvctl: --root /none is no folder (name the folder that is / on the board)\n64");

@@ -143,7 +143,7 @@ TEST_F(OrvctlFollow, LinesCountWithoutFollowingToo) {
   EXPECT_EQ(run({"log", "-n", "0"}).output.size(), 0U);
   EXPECT_EQ(run({"log"}).output.size(), 3U);
   EXPECT_EQ(complaint(USAGE, {"log", "-n", "few"}),
-            "orvctl: -n,--lines: \"few\" is not a number of lines, or all (see orvctl --help)");
+            "orvctl: -n,--lines: \"few\" is not a number of lines, or all (see orvctl log --help)");
 }
 
 }  // namespace

@@ -414,7 +414,8 @@ TEST_F(RehearseUsage, SeedIsANumber) {
 
 TEST_F(RehearseUsage, UnknownOptionIsRefused) {
   EXPECT_EQ(complaint(BAD_USE, {"s.toml", "--bogus"}),
-            "orvctl: The following argument was not expected: --bogus (see orvctl rehearse --help)");
+            "orvctl: orvctl rehearse has no option \"--bogus\" (an argument that begins with - goes behind --; see "
+            "orvctl rehearse --help)");
 }
 
 // --- a system that fails --------------------------------------------------------------------------------------------

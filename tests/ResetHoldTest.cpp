@@ -106,7 +106,8 @@ TEST_F(ResetHold, ToolHoldsTellsAndReleases) {
 TEST_F(ResetHold, MinutesThatMakeNoSenseAreRefused) {
   for (const char *minutes : {"0", "1441", "ten", "5m"}) {
     expect(2, {"reset", "hold", minutes}, {},
-           {"orvctl: MINUTES: \"" + std::string(minutes) + "\" is not a number from 1 to 1440 (see orvctl --help)"});
+           {"orvctl: MINUTES: \"" + std::string(minutes) +
+            "\" is not a number from 1 to 1440 (see orvctl reset hold --help)"});
   }
   EXPECT_EQ(WEXITSTATUS(orvctl({"reset", "hold", "5", "--off"}).waitStatus), 2);
 }

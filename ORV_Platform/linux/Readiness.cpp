@@ -105,6 +105,7 @@ void setReadyTag(const EuOfProcess &eu, pid_t sender) {
 void handleMessage(const Received &received) {
   const ReadinessMessage message = parseReadinessMessage(received.text);
   if (!message.ready && !message.status) return;
+  awaitProgramStarts();
   const std::optional<EuOfProcess> eu = euOfProcess(static_cast<uint32_t>(received.sender), euProcesses());
   if (!eu) {
     platformLog(SEVERITY_WARNING,

@@ -180,6 +180,13 @@ std::vector<RunningProgram> runningPrograms() {
   return programs;
 }
 
+void awaitProgramStarts() {
+  constexpr auto LONGEST = std::chrono::seconds(1);
+  ProgramTable &table = programTable();
+  std::unique_lock lock(table.mutex);
+  table.changed.wait_for(lock, LONGEST, [&] { return table.starting == 0; });
+}
+
 bool mayBeProgram(pid_t pid) {
   ProgramTable &table = programTable();
   const std::lock_guard lock(table.mutex);

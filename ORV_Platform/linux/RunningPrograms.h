@@ -31,6 +31,10 @@ bool programHasEnded(pid_t pid);
 
 std::vector<RunningProgram> runningPrograms();
 
+// Waits until no start is under way, a second at most: a program may have something to say before the one who starts it
+// has heard its pid.
+void awaitProgramStarts();
+
 // Whether `pid`, a child that has ended, may be a program, whose end is its EU's to collect. When it may, the caretaker
 // is woken once that has been done.
 bool mayBeProgram(pid_t pid);
