@@ -143,3 +143,16 @@ TEST_F(DaemonPrograms, StartThatFailsSaysWhyAndWhatToDo) {
   }
   expectGracefulEnd(*daemon);
 }
+
+TEST_F(DaemonPrograms, EusOfAProgramAreNotThoseOfTheNode) {
+  node.define({"app;" + node.program() + ";make-eus 5;0;0;"});
+  const auto daemon = node.startedDaemon({"-v"});
+  const orv::Event event = node.waitForEvent(orv::EventKind::LOG, "EU 5 of a program");
+  EXPECT_EQ(event.euId, 0U);
+  const uint32_t pid = node.waitForEvent(orv::EventKind::PROGRAM_STARTED, "").pid;
+  EXPECT_NE(event.pid, pid) << "it is the program's own line";
+  for (const orv::EuRecord &eu : node.eus())
+    EXPECT_NE(eu.name, "programsOwn") << eu.id;
+  EXPECT_EQ(node.waitForEu("app", orv::EuState::RUNNING).path, node.program());
+  expectGracefulEnd(*daemon);
+}

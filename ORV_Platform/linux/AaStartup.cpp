@@ -21,7 +21,7 @@
 #include "PlatformConfig.h"
 #include "PrintPort.h"
 #include "RunRecord.h"
-#include "RunStart.h"
+#include "RunRecorder.h"
 #include "RunningPrograms.h"
 #include "ServiceManager.h"
 #include "StartupStage.h"
@@ -108,6 +108,7 @@ Status ceStartup() {
 
 Status ceShutdown() {
   joinEus();
+  storeWriterIsToEnd();
   endStartup();
   stopFeeding();
   NodeStore *store = nodeStore();
@@ -115,22 +116,19 @@ Status ceShutdown() {
       store == nullptr ? DEFAULT_GRACE_TIME_MS : numberSetting(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
   Status ended = endPrograms(graceMs);
   complainUnlessOk(SEVERITY_ERROR, ended);
+  if (store != nullptr) beginRunStop();
   stopGateway(store);
   stopCaretaker();
   stopGuard();  // the caretaker starts it, and in a run this short may have done so only now
   stopStoreWriter();
-  if (store == nullptr) return ended;
-  RunInfo run = store->run().value_or(RunInfo{});
-  run.state = RunState::DOWN;
-  complainUnlessOk(SEVERITY_WARNING, store->updateRun(run));
-  recordEvent(EventKind::CE_STOPPED, "");
-  clearMessageSockets(nodeDirectory());
-  finishRunStart();
-  Status recorded = recordGracefulShutdown(stateDirectory());
-  complainUnlessOk(SEVERITY_ERROR, recorded);
-  // A state directory that cannot be written has been reported with the run record.
-  const Status stopped = recordRunStop();
-  if (recorded.ok()) complainUnlessOk(SEVERITY_ERROR, stopped);
+  if (store != nullptr) {
+    RunInfo run = store->run().value_or(RunInfo{});
+    run.state = RunState::DOWN;
+    complainUnlessOk(SEVERITY_WARNING, store->updateRun(run));
+    recordEvent(EventKind::CE_STOPPED, "");
+    clearMessageSockets(nodeDirectory());
+  }
+  Status recorded = store == nullptr ? Status::success() : finishRunStop();
   return ended.ok() ? recorded : ended;
 }
 

@@ -20,6 +20,7 @@ namespace {
 // Never destroyed: EUs may still use it while the process exits.
 struct PlatformState {
   std::atomic<NodeStore *> store{nullptr};
+  std::atomic<bool> runsNode{false};
   std::mutex mutex;       // of everything below, and of opening the store
   bool detached = false;  // another process runs the node: this one keeps off it
   bool failureReported = false;
@@ -95,9 +96,14 @@ Status claimNode() {
       return status;
     }
     state.store.store(store.release(), std::memory_order_release);
+    state.runsNode = true;
   }
   if (!setAside.empty()) platformComplain(SEVERITY_WARNING, setAside);
   return Status::success();
+}
+
+bool runsNode() {
+  return platformState().runsNode;
 }
 
 Status requireNode() {

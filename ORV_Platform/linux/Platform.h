@@ -28,6 +28,9 @@ NodeStore *openNodeStore();
 // that it cannot disturb that node.
 Status claimNode();
 
+// Whether this process is the one that runs the node.
+bool runsNode();
+
 // Succeeds where this process belongs to a node, else fails with ENODEV: messages are a matter of a node, and a process
 // without one has nobody to talk to and must not disturb another node.
 Status requireNode();

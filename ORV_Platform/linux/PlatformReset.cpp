@@ -14,7 +14,7 @@
 #include "Platform.h"
 #include "ResetHold.h"
 #include "RunRecord.h"
-#include "RunStart.h"
+#include "RunRecorder.h"
 #include "StoreWriter.h"
 
 namespace orv {

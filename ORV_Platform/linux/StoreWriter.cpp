@@ -22,8 +22,13 @@
 namespace orv {
 namespace {
 
-// How long the first record of a burst waits for the others.
+// A burst is written when no record has come for so long, and after the limit at the latest: writing while it goes on
+// would take processors from what it is about, the programs that are being started above all.
 constexpr auto GATHERING_TIME = std::chrono::milliseconds(2);
+constexpr auto GATHERING_LIMIT = std::chrono::milliseconds(20);
+
+// The same during the CE shutdown, which in the end waits for everything to be written.
+constexpr auto SHUTDOWN_GATHERING_TIME = std::chrono::microseconds(500);
 
 // After so long without a record a burst is over, and the memory it took goes back to the system.
 constexpr auto QUIET_TIME = std::chrono::milliseconds(100);
@@ -51,9 +56,11 @@ struct Writer {
   std::condition_variable written;
   bool running = false;
   bool ending = false;
+  bool shuttingDown = false;
   unsigned flushesWanted = 0;
   uint64_t batchesTaken = 0;
   uint64_t batchesWritten = 0;
+  uint64_t recordsQueued = 0;
   Waiting waiting;
   pthread_t thread{};
 };
@@ -166,6 +173,21 @@ void waitAgain(Waiting &waiting, std::vector<StoreEntry> &&refused) {
                         std::make_move_iterator(events.end()));
 }
 
+// Until a burst is over, or somebody is in a hurry.
+template <typename Hurry>
+void gather(Writer &all, std::unique_lock<std::mutex> &lock, Hurry hurry) {
+  if (all.shuttingDown) {
+    all.somethingToDo.wait_for(lock, SHUTDOWN_GATHERING_TIME, hurry);
+    return;
+  }
+  const auto limit = std::chrono::steady_clock::now() + GATHERING_LIMIT;
+  uint64_t before = 0;
+  do {
+    before = all.recordsQueued;
+    if (all.somethingToDo.wait_for(lock, GATHERING_TIME, hurry)) return;
+  } while (all.recordsQueued != before && std::chrono::steady_clock::now() < limit);
+}
+
 void *runWriter(void *) {
   markStack(SERVICE_STACK_BYTES);
   Writer &all = writer();
@@ -180,7 +202,7 @@ void *runWriter(void *) {
       lock.lock();
     }
     all.somethingToDo.wait(lock, hasWork);
-    all.somethingToDo.wait_for(lock, GATHERING_TIME, hurry);
+    gather(all, lock, hurry);
     Waiting batch = std::exchange(all.waiting, {});
     const uint64_t number = ++all.batchesTaken;
     const bool hurried = hurry();
@@ -202,6 +224,7 @@ bool queued(Queue queue) {
   const std::lock_guard lock(all.mutex);
   if (!all.running) return false;
   const bool first = all.waiting.empty();
+  ++all.recordsQueued;
   queue(all.waiting);
   if (first) all.somethingToDo.notify_one();
   return true;
@@ -217,6 +240,12 @@ bool queueEvent(Waiting &waiting, Event &&event) {
   if (event.text.size() > MAX_EVENT_TEXT_LENGTH) event.text.resize(MAX_EVENT_TEXT_LENGTH);
   waiting.events.push_back(std::move(event));
   return true;
+}
+
+// The EUs that a program has made for itself are its own business: the node's have the same numbers.
+void writeEvent(Event &event) {
+  if (!runsNode()) event.euId = 0;
+  if (NodeStore *store = openNodeStore()) reportUnlessOk(store->appendEvent(event));
 }
 
 Event logEvent(const LogLine &line, uint32_t euId) {
@@ -236,12 +265,18 @@ int startStoreWriter() {
   const std::lock_guard lock(all.mutex);
   if (all.running) return 0;
   all.ending = false;
+  all.shuttingDown = false;
   // Also where the daemon ends without a CE shutdown.
   static const bool atTheEnd = std::atexit(stopStoreWriter) == 0;
   static_cast<void>(atTheEnd);
   const int error = startServiceThread("orvStoreWriter", runWriter, nullptr, all.thread);
   all.running = error == 0;
   return error;
+}
+
+void storeWriterIsToEnd() {
+  const std::lock_guard lock(writer().mutex);
+  writer().shuttingDown = true;
 }
 
 void stopStoreWriter() {
@@ -273,7 +308,7 @@ void flushRecords() {
 void recordEvent(Event event) {
   stamp(event);
   if (queued([&](Waiting &waiting) { queueEvent(waiting, std::move(event)); })) return;
-  if (NodeStore *store = openNodeStore()) reportUnlessOk(store->appendEvent(event));
+  writeEvent(event);
 }
 
 void recordEvent(EventKind kind, const std::string &text) {
@@ -291,7 +326,7 @@ void recordLogLine(LogLine line, uint32_t euId) {
   };
   if (queued(queue)) return;
   writeToLogSinks(line);
-  if (NodeStore *store = openNodeStore()) reportUnlessOk(store->appendEvent(event));
+  writeEvent(event);
 }
 
 void recordEu(const EuRecord &record, EventKind kind, const std::string &text) {
@@ -305,6 +340,7 @@ void recordEu(const EuRecord &record, EventKind kind, const std::string &text) {
     queueEvent(waiting, std::move(event));
   };
   if (queued(queue)) return;
+  if (!runsNode()) return writeEvent(event);
   if (NodeStore *store = openNodeStore()) reportUnlessOk(store->putEu(record, &event));
 }
 

@@ -29,6 +29,9 @@ constexpr size_t MAX_WAITING_OUTPUT_LINES = 512;
 // recording goes on writing at once.
 int startStoreWriter();
 
+// The CE shutdown begins: what is recorded gathers for a shorter time, so that little is left to write at its end.
+void storeWriterIsToEnd();
+
 // Writes what waits and ends the thread; from then on recording writes at once. Does nothing where there is none.
 void stopStoreWriter();
 

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "AaConfig.h"
+#include "AaPro.h"
 #include "AaSysCom.h"
 #include "AaSysLog.h"
 #include "SysComReceive.h"
@@ -164,6 +165,19 @@ int logOnce(const Arguments &arguments) {
   stayForEver();
 }
 
+// Makes EUs of its own, each of which logs its number, and goes online.
+int makeEus(const Arguments &arguments) {
+  const auto body = [](void *) -> void * {
+    AaSysLogPrint(2, "EU %u of a program", static_cast<unsigned>(AaProEuCurrent()));
+    return nullptr;
+  };
+  for (unsigned long i = std::stoul(arguments.at(0)); i != 0; --i) {
+    uint32_t id = 0;
+    if (AaProEuCreateAndStart(&id, "programsOwn", body, 0, 0, nullptr, 0) != 0) return 1;
+  }
+  stayForEver();
+}
+
 // Lines by `say`, as fast as they are taken: so many, and then on until the tag "storm.end" is set.
 template <typename Say>
 int storm(const Arguments &arguments, Say say) {
@@ -193,6 +207,7 @@ constexpr Command COMMANDS[] = {
     {"exit", 1, exitWith},
     {"signal", 1, endBySignal},
     {"online", 1, goOnline},
+    {"make-eus", 1, makeEus},
     {"write-tags", 1, writeTags},
     {"print-args", 0, printArguments},
     {"print-environment", 0, printEnvironment},

@@ -1,7 +1,8 @@
-#include "RunStart.h"
+#include "RunRecorder.h"
 
 #include <pthread.h>
 
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -100,6 +101,48 @@ bool awaitStage(Stage stage) {
   return false;
 }
 
+// What recording the end has come to.
+struct RunStop {
+  std::mutex mutex;
+  std::condition_variable changed;
+  bool done = true;
+  Status recorded;
+  Status entered;
+};
+
+// Never destroyed, as above.
+RunStop &runStop() {
+  static auto *instance = new RunStop;
+  return *instance;
+}
+
+void recordStop() {
+  Status recorded = Status::failure(ENOMEM, "no memory to record the end of the run");
+  Status entered;
+  withoutExceptions<int>(0, [&] {
+    recorded = recordGracefulShutdown(stateDirectory());
+    entered = recordRunStop();
+    return 0;
+  });
+  RunStop &stop = runStop();
+  const std::lock_guard lock(stop.mutex);
+  stop.recorded = recorded;
+  stop.entered = entered;
+  stop.done = true;
+  stop.changed.notify_all();
+}
+
+void *runRecordingStop(void *) {
+  recordStop();
+  return nullptr;
+}
+
+void runBeside(const char *name, void *(*entry)(void *), void (*otherwise)()) {
+  pthread_t thread;
+  if (startServiceThread(name, entry, nullptr, thread) != 0) return otherwise();
+  pthread_detach(thread);
+}
+
 }  // namespace
 
 void beginRunStart(const NodeStore &store, const ResetLimits &limits) {
@@ -110,12 +153,7 @@ void beginRunStart(const NodeStore &store, const ResetLimits &limits) {
     start.store = &store;
     start.limits = limits;
   }
-  pthread_t thread;
-  if (startServiceThread("orvRunStart", runRecording, nullptr, thread) != 0) {
-    record();
-  } else {
-    pthread_detach(thread);
-  }
+  runBeside("orvRunStart", runRecording, record);
 }
 
 uint32_t ungracefulCount() {
@@ -127,6 +165,34 @@ uint32_t ungracefulCount() {
 
 void finishRunStart() {
   awaitStage(Stage::WRITTEN);
+}
+
+void beginRunStop() {
+  finishRunStart();
+  {
+    const std::lock_guard lock(runStop().mutex);
+    runStop().done = false;
+  }
+  runBeside("orvRunStop", runRecordingStop, recordStop);
+}
+
+Status finishRunStop() {
+  RunStop &stop = runStop();
+  std::unique_lock lock(stop.mutex);
+  if (!stop.changed.wait_for(lock, STORAGE_LIMIT, [&] { return stop.done; })) {
+    Status hangs = Status::failure(ETIMEDOUT, "the end of this run is not recorded after " +
+                                                  std::to_string(STORAGE_LIMIT.count()) + " s: does the storage of " +
+                                                  stateDirectory() + " hang?");
+    platformComplain(SEVERITY_ERROR, hangs.message);
+    return hangs;
+  }
+  if (!stop.recorded.ok()) {
+    platformComplain(SEVERITY_ERROR, stop.recorded.message);
+  } else if (!stop.entered.ok()) {
+    // Of a state directory that cannot be written one word is enough.
+    platformComplain(SEVERITY_ERROR, stop.entered.message);
+  }
+  return stop.recorded;
 }
 
 }  // namespace orv
