@@ -112,6 +112,7 @@ Status ceShutdown() {
   endStartup();
   stopFeeding();
   NodeStore *store = nodeStore();
+  if (store != nullptr) prepareRunStop();
   const uint32_t graceMs =
       store == nullptr ? DEFAULT_GRACE_TIME_MS : numberSetting(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
   Status ended = endPrograms(graceMs);
@@ -120,12 +121,12 @@ Status ceShutdown() {
   stopGateway(store);
   stopCaretaker();
   stopGuard();  // the caretaker starts it, and in a run this short may have done so only now
+  if (store != nullptr) recordEvent(EventKind::CE_STOPPED, "");
   stopStoreWriter();
   if (store != nullptr) {
     RunInfo run = store->run().value_or(RunInfo{});
     run.state = RunState::DOWN;
     complainUnlessOk(SEVERITY_WARNING, store->updateRun(run));
-    recordEvent(EventKind::CE_STOPPED, "");
     clearMessageSockets(nodeDirectory());
   }
   Status recorded = store == nullptr ? Status::success() : finishRunStop();

@@ -7,6 +7,7 @@
 #include <condition_variable>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "FlightRecorder.h"
 #include "NoThrow.h"
@@ -105,6 +106,8 @@ bool awaitStage(Stage stage) {
 struct RunStop {
   std::mutex mutex;
   std::condition_variable changed;
+  bool hasThread = false;
+  bool programsHaveEnded = false;
   bool done = true;
   Status recorded;
   Status entered;
@@ -133,14 +136,21 @@ void recordStop() {
 }
 
 void *runRecordingStop(void *) {
+  RunStop &stop = runStop();
+  {
+    std::unique_lock lock(stop.mutex);
+    stop.changed.wait(lock, [&] { return stop.programsHaveEnded; });
+  }
   recordStop();
   return nullptr;
 }
 
-void runBeside(const char *name, void *(*entry)(void *), void (*otherwise)()) {
+// False where there is no thread for it.
+bool runBeside(const char *name, void *(*entry)(void *)) {
   pthread_t thread;
-  if (startServiceThread(name, entry, nullptr, thread) != 0) return otherwise();
+  if (startServiceThread(name, entry, nullptr, thread) != 0) return false;
   pthread_detach(thread);
+  return true;
 }
 
 }  // namespace
@@ -153,7 +163,7 @@ void beginRunStart(const NodeStore &store, const ResetLimits &limits) {
     start.store = &store;
     start.limits = limits;
   }
-  runBeside("orvRunStart", runRecording, record);
+  if (!runBeside("orvRunStart", runRecording)) record();
 }
 
 uint32_t ungracefulCount() {
@@ -167,13 +177,25 @@ void finishRunStart() {
   awaitStage(Stage::WRITTEN);
 }
 
+void prepareRunStop() {
+  RunStop &stop = runStop();
+  const std::lock_guard lock(stop.mutex);
+  stop.programsHaveEnded = false;
+  stop.hasThread = runBeside("orvRunStop", runRecordingStop);
+}
+
 void beginRunStop() {
   finishRunStart();
+  RunStop &stop = runStop();
+  bool hasThread = false;
   {
-    const std::lock_guard lock(runStop().mutex);
-    runStop().done = false;
+    const std::lock_guard lock(stop.mutex);
+    stop.done = false;
+    stop.programsHaveEnded = true;
+    stop.changed.notify_all();
+    hasThread = std::exchange(stop.hasThread, false);
   }
-  runBeside("orvRunStop", runRecordingStop, recordStop);
+  if (!hasThread) recordStop();
 }
 
 Status finishRunStop() {

@@ -305,6 +305,14 @@ void flushRecords() {
   all.written.wait_for(lock, FLUSH_LIMIT, [&] { return all.batchesWritten >= target; });
 }
 
+void hurryRecords() {
+  Writer &all = writer();
+  const std::lock_guard lock(all.mutex);
+  if (!all.running || all.waiting.empty()) return;
+  ++all.flushesWanted;
+  all.somethingToDo.notify_one();
+}
+
 void recordEvent(Event event) {
   stamp(event);
   if (queued([&](Waiting &waiting) { queueEvent(waiting, std::move(event)); })) return;

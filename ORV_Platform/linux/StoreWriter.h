@@ -39,6 +39,9 @@ void stopStoreWriter();
 // the latest, since whoever holds the store's lock may hold it for ever.
 void flushRecords();
 
+// What was recorded before the call is written at once; does not wait for it.
+void hurryRecords();
+
 // The process is that of the call, and so is the time where the event has none.
 void recordEvent(Event event);
 
