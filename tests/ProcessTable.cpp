@@ -119,6 +119,32 @@ void killDescendants() {
   reapEnded();
 }
 
+namespace {
+
+std::string firstLine(const std::filesystem::path &file) {
+  std::string line;
+  std::getline(std::ifstream(file) >> std::ws, line);
+  return line;
+}
+
+// What the threads of a process do, for the report that it hangs: their names, the kernel's functions in which they
+// wait and the signals that are blocked and pending.
+std::string threadsOf(pid_t pid) {
+  std::string text;
+  std::error_code failed;
+  for (const auto &thread : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task", failed)) {
+    text += "\n  " + thread.path().filename().string() + " " + firstLine(thread.path() / "comm") + ": " +
+            firstLine(thread.path() / "wchan");
+    std::ifstream status(thread.path() / "status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.starts_with("Sig") || line.starts_with("ShdPnd")) text += " " + line;
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
 int waitForEnd(pid_t child) {
   // The process exists at least until it has been waited for, so the number is its own.
   const int descriptor = static_cast<int>(syscall(SYS_pidfd_open, child, 0));
@@ -129,7 +155,7 @@ int waitForEnd(pid_t child) {
   const int ready = poll(&waited, 1, static_cast<int>(std::chrono::milliseconds(WAIT_LIMIT).count()));
   close(descriptor);
   int waitStatus = 0;
-  if (ready != 1) throw std::runtime_error("process " + std::to_string(child) + " does not end");
+  if (ready != 1) throw std::runtime_error("process " + std::to_string(child) + " does not end" + threadsOf(child));
   if (waitpid(child, &waitStatus, 0) != child) {
     throw std::runtime_error("process " + std::to_string(child) + " is no child of the test: " + std::strerror(errno));
   }
