@@ -21,8 +21,15 @@ namespace {
 
 enum class Stage { NOT_BEGUN, BEGUN, COUNTED, WRITTEN };
 
-// Never destroyed: the thread may outlast the process's exit.
+// A thread of this module's. It is joined once its work is done: it must not be about to end while the process exits.
+struct Recording {
+  pthread_t thread{};
+  bool runs = false;
+};
+
+// Never destroyed: with a storage that hangs the thread outlasts the process's exit.
 struct RunStart {
+  Recording recording;  // begun and joined by the thread that starts the CE and shuts it down
   std::mutex mutex;
   std::condition_variable changed;
   Stage stage = Stage::NOT_BEGUN;
@@ -61,6 +68,7 @@ void reach(Stage stage, uint32_t count) {
 
 void record() {
   const RunStart &start = runStart();
+  if (start.store == nullptr) return;
   uint32_t count = 0;
   withoutExceptions<int>(0, [&] {
     RunRecord record;
@@ -102,11 +110,19 @@ bool awaitStage(Stage stage) {
   return false;
 }
 
+void begin(Recording &recording, const char *name, void *(*entry)(void *)) {
+  recording.runs = startServiceThread(name, entry, nullptr, recording.thread) == 0;
+}
+
+void join(Recording &recording) {
+  if (std::exchange(recording.runs, false)) pthread_join(recording.thread, nullptr);
+}
+
 // What recording the end has come to.
 struct RunStop {
   std::mutex mutex;
   std::condition_variable changed;
-  bool hasThread = false;
+  Recording recording;  // as above
   bool programsHaveEnded = false;
   bool done = true;
   Status recorded;
@@ -120,6 +136,7 @@ RunStop &runStop() {
 }
 
 void recordStop() {
+  const bool startIsRecorded = awaitStage(Stage::WRITTEN);
   Status recorded = Status::failure(ENOMEM, "no memory to record the end of the run");
   Status entered;
   withoutExceptions<int>(0, [&] {
@@ -127,6 +144,7 @@ void recordStop() {
     entered = recordRunStop();
     return 0;
   });
+  if (startIsRecorded) join(runStart().recording);
   RunStop &stop = runStop();
   const std::lock_guard lock(stop.mutex);
   stop.recorded = recorded;
@@ -145,14 +163,6 @@ void *runRecordingStop(void *) {
   return nullptr;
 }
 
-// False where there is no thread for it.
-bool runBeside(const char *name, void *(*entry)(void *)) {
-  pthread_t thread;
-  if (startServiceThread(name, entry, nullptr, thread) != 0) return false;
-  pthread_detach(thread);
-  return true;
-}
-
 }  // namespace
 
 void beginRunStart(const NodeStore &store, const ResetLimits &limits) {
@@ -163,7 +173,8 @@ void beginRunStart(const NodeStore &store, const ResetLimits &limits) {
     start.store = &store;
     start.limits = limits;
   }
-  if (!runBeside("orvRunStart", runRecording)) record();
+  begin(start.recording, "orvRunStart", runRecording);
+  if (!start.recording.runs) record();
 }
 
 uint32_t ungracefulCount() {
@@ -179,23 +190,22 @@ void finishRunStart() {
 
 void prepareRunStop() {
   RunStop &stop = runStop();
-  const std::lock_guard lock(stop.mutex);
-  stop.programsHaveEnded = false;
-  stop.hasThread = runBeside("orvRunStop", runRecordingStop);
+  {
+    const std::lock_guard lock(stop.mutex);
+    stop.programsHaveEnded = false;
+  }
+  begin(stop.recording, "orvRunStop", runRecordingStop);
 }
 
 void beginRunStop() {
-  finishRunStart();
   RunStop &stop = runStop();
-  bool hasThread = false;
   {
     const std::lock_guard lock(stop.mutex);
     stop.done = false;
     stop.programsHaveEnded = true;
     stop.changed.notify_all();
-    hasThread = std::exchange(stop.hasThread, false);
   }
-  if (!hasThread) recordStop();
+  if (!stop.recording.runs) recordStop();
 }
 
 Status finishRunStop() {
@@ -208,6 +218,8 @@ Status finishRunStop() {
     platformComplain(SEVERITY_ERROR, hangs.message);
     return hangs;
   }
+  lock.unlock();
+  join(stop.recording);
   if (!stop.recorded.ok()) {
     platformComplain(SEVERITY_ERROR, stop.recorded.message);
   } else if (!stop.entered.ok()) {
