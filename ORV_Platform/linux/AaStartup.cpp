@@ -112,7 +112,6 @@ Status ceShutdown() {
   endStartup();
   stopFeeding();
   NodeStore *store = nodeStore();
-  if (store != nullptr) prepareRunStop();
   const uint32_t graceMs =
       store == nullptr ? DEFAULT_GRACE_TIME_MS : numberSetting(*store, BOARD_GRACE_TIME_TAG, DEFAULT_GRACE_TIME_MS);
   Status ended = endPrograms(graceMs);

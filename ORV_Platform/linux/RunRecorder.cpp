@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <cstdlib>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -118,12 +119,15 @@ void join(Recording &recording) {
   if (std::exchange(recording.runs, false)) pthread_join(recording.thread, nullptr);
 }
 
+void joinRunStart() {
+  if (awaitStage(Stage::WRITTEN)) join(runStart().recording);
+}
+
 // What recording the end has come to.
 struct RunStop {
   std::mutex mutex;
   std::condition_variable changed;
   Recording recording;  // as above
-  bool programsHaveEnded = false;
   bool done = true;
   Status recorded;
   Status entered;
@@ -136,7 +140,7 @@ RunStop &runStop() {
 }
 
 void recordStop() {
-  const bool startIsRecorded = awaitStage(Stage::WRITTEN);
+  joinRunStart();
   Status recorded = Status::failure(ENOMEM, "no memory to record the end of the run");
   Status entered;
   withoutExceptions<int>(0, [&] {
@@ -144,7 +148,6 @@ void recordStop() {
     entered = recordRunStop();
     return 0;
   });
-  if (startIsRecorded) join(runStart().recording);
   RunStop &stop = runStop();
   const std::lock_guard lock(stop.mutex);
   stop.recorded = recorded;
@@ -154,11 +157,6 @@ void recordStop() {
 }
 
 void *runRecordingStop(void *) {
-  RunStop &stop = runStop();
-  {
-    std::unique_lock lock(stop.mutex);
-    stop.changed.wait(lock, [&] { return stop.programsHaveEnded; });
-  }
   recordStop();
   return nullptr;
 }
@@ -173,6 +171,9 @@ void beginRunStart(const NodeStore &store, const ResetLimits &limits) {
     start.store = &store;
     start.limits = limits;
   }
+  // Also where the daemon ends without a CE shutdown.
+  static const bool atTheEnd = std::atexit(joinRunStart) == 0;
+  static_cast<void>(atTheEnd);
   begin(start.recording, "orvRunStart", runRecording);
   if (!start.recording.runs) record();
 }
@@ -188,23 +189,13 @@ void finishRunStart() {
   awaitStage(Stage::WRITTEN);
 }
 
-void prepareRunStop() {
-  RunStop &stop = runStop();
-  {
-    const std::lock_guard lock(stop.mutex);
-    stop.programsHaveEnded = false;
-  }
-  begin(stop.recording, "orvRunStop", runRecordingStop);
-}
-
 void beginRunStop() {
   RunStop &stop = runStop();
   {
     const std::lock_guard lock(stop.mutex);
     stop.done = false;
-    stop.programsHaveEnded = true;
-    stop.changed.notify_all();
   }
+  begin(stop.recording, "orvRunStop", runRecordingStop);
   if (!stop.recording.runs) recordStop();
 }
 

@@ -26,9 +26,6 @@ uint32_t ungracefulCount();
 // Returns when everything of the start is written, or after 10 s. At once where nothing has begun.
 void finishRunStart();
 
-// The CE shutdown has begun: makes ready to record its end.
-void prepareRunStop();
-
 // All programs have ended: begins to record a graceful shutdown, with the STOPPED entry of the flight record.
 void beginRunStop();
 
