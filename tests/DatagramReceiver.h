@@ -9,12 +9,19 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <ctime>
 #include <stdexcept>
 #include <string>
 
 class DatagramReceiver {
  public:
+  struct Datagram {
+    std::string text;
+    std::chrono::nanoseconds sent;  // by the real-time clock, when the kernel took it from its sender
+  };
+
   // A path, or "@name" for an abstract address.
   explicit DatagramReceiver(const std::string &address) : descriptor_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
     sockaddr_un name{};
@@ -27,6 +34,8 @@ class DatagramReceiver {
     }
     constexpr timeval LIMIT = {30, 0};
     setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &LIMIT, sizeof LIMIT);
+    constexpr int ON = 1;
+    setsockopt(descriptor_, SOL_SOCKET, SO_TIMESTAMPNS, &ON, sizeof ON);
   }
   ~DatagramReceiver() {
     close(descriptor_);
@@ -35,11 +44,26 @@ class DatagramReceiver {
   DatagramReceiver &operator=(const DatagramReceiver &) = delete;
 
   // The next datagram; waits for it.
-  std::string next() const {
+  Datagram nextDatagram() const {
     char text[65536];
-    const ssize_t length = recv(descriptor_, text, sizeof text, 0);
-    return length < 0 ? std::string("nothing: ") + std::strerror(errno)
-                      : std::string(text, static_cast<size_t>(length));
+    iovec part{text, sizeof text};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(timespec))];
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    const ssize_t length = recvmsg(descriptor_, &message, 0);
+    if (length < 0) return {std::string("nothing: ") + std::strerror(errno), {}};
+    timespec sent{};
+    if (const cmsghdr *header = CMSG_FIRSTHDR(&message); header != nullptr && header->cmsg_type == SCM_TIMESTAMPNS)
+      std::memcpy(&sent, CMSG_DATA(header), sizeof sent);
+    return {std::string(text, static_cast<size_t>(length)),
+            std::chrono::seconds(sent.tv_sec) + std::chrono::nanoseconds(sent.tv_nsec)};
+  }
+  // Its text alone.
+  std::string next() const {
+    return nextDatagram().text;
   }
   // Sends datagrams to `path`, this socket's own, until it takes no more.
   static void fill(const std::string &path) {
