@@ -168,3 +168,18 @@ TEST_F(DaemonSignals, ProgramsThatTheShutdownEndsAreNoFailures) {
   EXPECT_EQ(countLinesWith("exited due to signal", daemon->errorLines()), 0U);
   EXPECT_EQ(countLinesWith("requesting system reset", daemon->errorLines()), 0U);
 }
+
+TEST_F(DaemonSignals, EndOfEveryProgramIsOnRecordWhenTheDaemonHasEnded) {
+  constexpr unsigned PROGRAMS = 32;
+  Lines definitions;
+  for (unsigned i = 0; i < PROGRAMS; ++i)
+    definitions.push_back("app" + std::to_string(i) + ";" + node.program() + ";stay;0;0;");
+  node.define(definitions);
+  const auto daemon = node.startedDaemon({"-v"});
+  daemon->waitForOutputLineWith("running ", PROGRAMS);
+  expectGracefulEnd(*daemon);
+  const std::vector<orv::EuRecord> eus = node.eus();
+  EXPECT_EQ(std::count_if(eus.begin(), eus.end(),
+                          [](const orv::EuRecord &eu) { return eu.state == orv::EuState::SHUT_DOWN; }),
+            PROGRAMS);
+}

@@ -202,10 +202,7 @@ Status runProgram(const Program &program, const std::function<void(int32_t pid)>
   onStart(started.pid);
   releaseUnusedStack();
   const int32_t ended = waitForEnd(started.pid);
-  if (programHasEnded(started.pid)) {
-    onShutdown(ended);
-    blockForEver();
-  }
+  if (programHasEnded(started.pid, [&] { onShutdown(ended); })) blockForEver();
   waitStatus = ended;
   return Status::success();
 }

@@ -163,15 +163,22 @@ void endProgramStart(const RunningProgram &program) {
   startIsOver(table);
 }
 
-bool programHasEnded(pid_t pid) {
+bool programHasEnded(pid_t pid, const std::function<void()> &onShutdown) {
   ProgramTable &table = programTable();
   bool orphansWait = false;
   {
-    const std::lock_guard lock(table.mutex);
+    std::unique_lock lock(table.mutex);
+    const bool shuttingDown = table.shuttingDown;
+    if (shuttingDown) {
+      // First, so that the shutdown does not come to its end before.
+      lock.unlock();
+      onShutdown();
+      lock.lock();
+    }
     table.running.erase(pid);
     if (table.running.empty()) table.changed.notify_all();
     // The shutdown looks for everybody itself.
-    if (table.shuttingDown) return true;
+    if (shuttingDown) return true;
     orphansWait = std::exchange(table.orphansWait, false);
   }
   if (orphansWait) wakeForOrphans();

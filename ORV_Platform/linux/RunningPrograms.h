@@ -8,6 +8,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,8 +27,9 @@ void beginProgramStart();
 void endProgramStart();
 void endProgramStart(const RunningProgram &program);
 
-// Takes a program that has been waited for off the list. True when the shutdown has begun.
-bool programHasEnded(pid_t pid);
+// Takes a program that has been waited for off the list. True when the shutdown has begun, in which case `onShutdown`
+// has been called before.
+bool programHasEnded(pid_t pid, const std::function<void()> &onShutdown);
 
 std::vector<RunningProgram> runningPrograms();
 
