@@ -9,6 +9,7 @@
 
 #include "ProcessTable.h"
 #include "TestNode.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -22,15 +23,16 @@ class DaemonMessages : public DaemonTest {
  protected:
   // The texts of the message events with an id, delivered or not; waits until there are `count` of them.
   Lines messages(uint32_t id, size_t count) const {
-    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
-    for (;;) {
-      Lines texts;
+    Lines texts;
+    comesTrue([&] {
+      texts.clear();
       for (const orv::Event &event : node.events()) {
         const bool isMessage = event.kind == EventKind::MESSAGE_SENT || event.kind == EventKind::MESSAGE_UNDELIVERED;
         if (isMessage && event.code == id) texts.push_back(event.text);
       }
-      if (texts.size() >= count || std::chrono::steady_clock::now() >= deadline) return texts;
-    }
+      return texts.size() >= count;
+    });
+    return texts;
   }
   // The first with `part`, once it is there, and all others.
   Lines warningsWith(const std::string &part) const {
@@ -102,9 +104,9 @@ TEST_F(DaemonMessages, ReceiverOnAnotherNodeIsRefusedWithAWarning) {
 
 TEST_F(DaemonMessages, NoReceiverMeansNoMessage) {
   const auto daemon = node.startedDaemon({"--startup=nid=0x1011"});
-  EXPECT_EQ(messages(INIT_FINISH, 0), Lines());
   EXPECT_EQ(countLinesWith("initFinishNotify", daemon->errorLines()), 0U);
   expectGracefulEnd(*daemon);
+  EXPECT_EQ(messages(INIT_FINISH, 0), Lines()) << "by now all is on record";
 }
 
 TEST_F(DaemonMessages, FailedExecutablesDoNotHoldTheNoticeBack) {
@@ -130,6 +132,6 @@ TEST_F(DaemonMessages, StartOfTheApplicationsIsToldWithoutADefinitionFileToo) {
 
 TEST_F(DaemonMessages, DisabledApplicationsAreNotToldAsStarted) {
   const auto daemon = node.startedDaemon({"-c", "sys.repair.center.reset=1"});
-  EXPECT_EQ(messages(APP_STARTUP_DONE, 0), Lines());
   expectGracefulEnd(*daemon);
+  EXPECT_EQ(messages(APP_STARTUP_DONE, 0), Lines()) << "by now all is on record";
 }

@@ -11,6 +11,7 @@
 
 #include "MountNamespace.h"
 #include "NodeStoreFixture.h"
+#include "WaitUntil.h"
 
 using namespace storetest;
 
@@ -281,8 +282,7 @@ TEST_F(NodeStoreProcesses, WritersQueueUpAtTheFileAndGoOnWhenItsHolderIsKilled) 
     EXPECT_TRUE(store->setTag("a", u32(1)).ok());
     isSet = true;
   });
-  while (!isWaitedFor(holder.pid()) && !isSet)
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  EXPECT_TRUE(comesTrue([&] { return isWaitedFor(holder.pid()) || isSet; }));
   EXPECT_FALSE(isSet);
   EXPECT_FALSE(store->tagIsSet("a")) << "reading is not held up";
   holder.end(SIGKILL);
@@ -370,8 +370,7 @@ TEST_F(NodeStoreThreads, CancelledThreadDoesNotKeepTheLockOfTheWriters) {
                   },
                   &argument),
               0);
-    while (!running)
-      std::this_thread::yield();
+    EXPECT_TRUE(comesTrue([&] { return running.load(); }));
     ASSERT_EQ(pthread_cancel(thread), 0);
     void *result = nullptr;
     ASSERT_EQ(pthread_join(thread, &result), 0);

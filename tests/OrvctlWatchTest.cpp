@@ -21,7 +21,7 @@ using namespace orvctltest;
 
 namespace {
 
-constexpr std::chrono::seconds LIMIT(30);
+constexpr std::chrono::seconds LIMIT(60);
 
 // As much of a terminal as the tool uses: a second screen, the cursor, and clearing.
 class TerminalScreen {
@@ -154,7 +154,9 @@ class OnTerminal {
   }
   // The wait status, after everything has been read.
   int waitForEnd() {
+    const auto deadline = std::chrono::steady_clock::now() + LIMIT;
     while (readSome()) {
+      if (std::chrono::steady_clock::now() > deadline) throw std::runtime_error("the tool does not end");
     }
     int status = -1;
     waitpid(pid_, &status, 0);

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "TestNode.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -71,8 +72,7 @@ TEST_F(OrvctlWhy, StoppedProgramIsTheCause) {
   const std::string pid = std::to_string(pump.pid);
   node.orvctl({"tag", "unset", "pump.onlin"});
   // The process stops in its own time.
-  while (run(1, {"why", "pump"}).find("stopped by a signal") == std::string::npos) {
-  }
+  EXPECT_TRUE(comesTrue([&] { return run(1, {"why", "pump"}).find("stopped by a signal") != std::string::npos; }));
   EXPECT_EQ(firstLine(run(1, {"why", "pump"})),
             "pump is not online: pid " + pid + " is stopped by a signal (kill -CONT " + pid + " lets it go on).");
 }
@@ -112,6 +112,9 @@ TEST_F(OrvctlWhy, ExecutablesAndFailuresHaveTheirCauses) {
                "plain;" + node.program() + ";stay;0;0;"});
   const auto daemon = node.startedDaemon({"--startup=executable=" + node.program() + " online exe.online#exe.online"});
   node.raisedErrors(2);
+  // What the program wrote and the start of the last one may be recorded after that.
+  node.waitForEvent(orv::EventKind::LAST_WORDS, "no-such-command");
+  node.waitForEu("plain", orv::EuState::RUNNING);
   EXPECT_EQ(run(0, {"why", node.program()}).substr(0, node.program().size() + 10), node.program() + " is online");
   EXPECT_EQ(run(0, {"why", "program"}).substr(0, node.program().size() + 10), node.program() + " is online");
   EXPECT_EQ(firstLine(run(1, {"why", "gone"})), "gone could not be started: there is no \"" + node.path("none") +

@@ -10,6 +10,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
@@ -175,9 +176,14 @@ TEST(Sleep, LastsAtLeastAsLongAsAsked) {
 }
 
 TEST(Sleep, OfNothingReturnsAtOnce) {
-  // Far below the shortest unit that could be meant by mistake for a second.
-  EXPECT_LT(sleepTime(0, UNIT_MS), milliseconds(900));
-  EXPECT_LT(sleepTime(0, UNIT_S), milliseconds(900));
+  // Far below the shortest unit that could be meant by mistake for a second; of several, since the machine may hold one
+  // up.
+  for (const uint32_t unit : {UNIT_MS, UNIT_S}) {
+    milliseconds shortest = sleepTime(0, unit);
+    for (int i = 0; i < 4; ++i)
+      shortest = std::min(shortest, sleepTime(0, unit));
+    EXPECT_LT(shortest, milliseconds(900)) << unit;
+  }
 }
 
 TEST(Sleep, UnknownUnitIsRefused) {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "NodeStoreFixture.h"
+#include "WaitUntil.h"
 
 using namespace storetest;
 
@@ -79,8 +80,11 @@ class WaitingProgram {
           return 1;
         }) {
     // Until the kernel has put the program in the place of this one, and it has come to its sleep.
-    while (orv::identify(pidOf(child_)).executable == ownExecutable() || orv::processStat(pidOf(child_))->state != 'S')
-      usleep(100);
+    const auto sleeps = [this] {
+      return orv::identify(pidOf(child_)).executable != ownExecutable() &&
+             orv::processStat(pidOf(child_)).value_or(orv::ProcessStat{}).state == 'S';
+    };
+    EXPECT_TRUE(comesTrue(sleeps));
   }
   uint32_t pid() const {
     return pidOf(child_);
