@@ -3,74 +3,15 @@
 
 #include <algorithm>
 #include <chrono>
-#include <condition_variable>
-#include <deque>
 #include <filesystem>
 #include <fstream>
-#include <mutex>
-#include <thread>
 
-#include "DatagramReceiver.h"
+#include "PromptReceiver.h"
 #include "TestNode.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-// A manager that reads as soon as there is something. A socket holds ten datagrams, and the daemon, which does not wait
-// for a manager that does not read, gives the next one up: a feed every 10 ms would leave no room while the test looks
-// at something else.
-class Manager {
- public:
-  explicit Manager(std::string path) : path_(std::move(path)), receiver_(path_), reader_([this] { read(); }) {}
-  ~Manager() {
-    say(END);
-    reader_.join();
-  }
-  Manager(const Manager &) = delete;
-  Manager &operator=(const Manager &) = delete;
-
-  // The next notice, and when it was sent; waits for it.
-  DatagramReceiver::Datagram nextDatagram() {
-    std::unique_lock lock(mutex_);
-    if (!arrived_.wait_for(lock, std::chrono::seconds(60), [this] { return !notices_.empty(); }))
-      return {"nothing", {}};
-    DatagramReceiver::Datagram notice = std::move(notices_.front());
-    notices_.pop_front();
-    return notice;
-  }
-  std::string next() {
-    return nextDatagram().text;
-  }
-  // Puts a notice of the test's own behind what has been sent so far.
-  void say(const std::string &notice) const {
-    const int sender = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_un name{};
-    name.sun_family = AF_UNIX;
-    path_.copy(name.sun_path, sizeof name.sun_path - 1);
-    EXPECT_EQ(sendto(sender, notice.data(), notice.size(), 0, reinterpret_cast<const sockaddr *>(&name), sizeof name),
-              static_cast<ssize_t>(notice.size()));
-    close(sender);
-  }
-
- private:
-  static constexpr const char *END = "the test's end";
-
-  void read() {
-    for (auto notice = receiver_.nextDatagram(); notice.text != END; notice = receiver_.nextDatagram()) {
-      const std::lock_guard lock(mutex_);
-      notices_.push_back(std::move(notice));
-      arrived_.notify_one();
-    }
-  }
-
-  const std::string path_;
-  const DatagramReceiver receiver_;
-  std::mutex mutex_;
-  std::condition_variable arrived_;
-  std::deque<DatagramReceiver::Datagram> notices_;
-  std::thread reader_;
-};
 
 class WatchdogFeed : public DaemonTest {
  protected:
@@ -103,7 +44,8 @@ class WatchdogFeed : public DaemonTest {
     return notices;
   }
 
-  Manager manager{node.path("notify")};
+  // A feed every 10 ms leaves a manager no room who looks at something else meanwhile.
+  PromptReceiver manager{node.path("notify")};
 };
 
 }  // namespace
