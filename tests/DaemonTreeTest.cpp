@@ -2,10 +2,11 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <chrono>
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -13,6 +14,7 @@
 
 #include "ProcessTable.h"
 #include "TestNode.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -38,25 +40,29 @@ class DaemonTree : public DaemonTest {
 
   // The guard of a daemon, once it is there.
   static pid_t guardOf(const DaemonProcess &daemon) {
-    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
-    while (std::chrono::steady_clock::now() < deadline) {
+    pid_t guard = 0;
+    const bool isThere = comesTrue([&] {
       for (const pid_t pid : livingDescendants()) {
         const auto info = processInfo(pid);
-        if (info && info->parent == daemon.pid() && nameOf(pid) == "orv-guard") return pid;
+        if (info && info->parent == daemon.pid() && nameOf(pid) == "orv-guard") guard = pid;
       }
-    }
-    throw std::runtime_error("the daemon has no guard");
+      return guard != 0;
+    });
+    if (!isThere) throw std::runtime_error("the daemon has no guard");
+    return guard;
   }
 
-  // Waits until a process is on a guard's list, which the guard has as its descriptor 4.
-  static void waitUntilGuarded(pid_t guard, pid_t process) {
-    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
-    while (std::chrono::steady_clock::now() < deadline) {
-      std::ifstream list("/proc/" + std::to_string(guard) + "/fd/4", std::ios::binary);
-      for (pid_t listed = 0; list.read(reinterpret_cast<char *>(&listed), sizeof listed);) {
-        if (listed == process) return;
-      }
+  // Whether a process is on a guard's list, which the guard has as its descriptor 4.
+  static bool isGuarded(pid_t guard, pid_t process) {
+    std::ifstream list("/proc/" + std::to_string(guard) + "/fd/4", std::ios::binary);
+    for (pid_t listed = 0; list.read(reinterpret_cast<char *>(&listed), sizeof listed);) {
+      if (listed == process) return true;
     }
+    return false;
+  }
+
+  static void waitUntilGuarded(pid_t guard, pid_t process) {
+    if (comesTrue([&] { return isGuarded(guard, process); })) return;
     throw std::runtime_error("process " + std::to_string(process) + " does not come on the guard's list");
   }
 
@@ -151,6 +157,52 @@ TEST_F(DaemonTree, GuardThatDiesIsReplaced) {
   crash(*daemon);
 }
 
+TEST_F(DaemonTree, GuardThatCannotLiveIsNotStartedForEver) {
+  // The guard lies beside the library. This one says that it was started, and ends.
+  namespace fs = std::filesystem;
+  fs::create_directories(node.path("lib/orv"));
+  for (const char *name : {"/libORV.so", "/libTARNDDAL.so"})
+    fs::create_symlink(std::string(ORV_LINUX_DIR) + name, node.path("lib") + name);
+  node.writeFile("lib/orv/orv-guard", "#!/bin/sh\necho started >>'" + node.path("starts") + "'\n");
+  fs::permissions(node.path("lib/orv/orv-guard"), fs::perms(0755));
+  ProcessStart start;
+  start.environment = {"LD_LIBRARY_PATH=" + node.path("lib")};
+  const auto daemon = node.startedDaemon({"-v"}, start);
+  EXPECT_EQ(node.waitForEvent(orv::EventKind::LOG, "guards end").text,
+            "guards end as soon as they are started, so none is started any more (what programs have started outlives "
+            "a sudden death of the daemon)");
+  expectGracefulEnd(*daemon);
+  std::ifstream file(node.path("starts"));
+  // Five at once; where the machine lets one live for longer it begins to count again.
+  EXPECT_GE(std::count(std::istreambuf_iterator<char>(file), {}, '\n'), 5);
+}
+
+TEST_F(DaemonTree, GroupThatIsGoneIsNoLongerGuarded) {
+  // Its number may be another process's by the time the daemon dies.
+  node.define({script("app", "(until [ -e '" + node.path("go") + "' ]; do sleep 0.01; done) &\necho child $!\n")});
+  const auto daemon = node.startedDaemon({"-v"});
+  childOf(*daemon);
+  const pid_t guard = guardOf(*daemon);
+  const auto leader = static_cast<pid_t>(node.waitForFinishedEu("app").pid);
+  EXPECT_TRUE(isGuarded(guard, leader)) << "the group has a member";
+  node.writeFile("go", "");
+  EXPECT_TRUE(comesTrue([&] { return !isGuarded(guard, leader); }));
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonTree, WhatALeftProcessLeavesInTurnIsGuarded) {
+  // The first one's end is long after its program's, and tells the daemon that there may be a second.
+  const std::string first = "echo child $$; until [ -e " + node.path("go") +
+                            " ]; do sleep 0.01; done; setsid sh -c \"echo child \\$\\$; exec sleep 1000\" & sleep 0.01";
+  node.define({script("app", "setsid env -i /bin/sh -c '" + first + "' &\nsleep 0.01\n")});
+  const auto daemon = node.startedDaemon({"-v"});
+  const pid_t guard = guardOf(*daemon);
+  waitUntilGuarded(guard, childOf(*daemon));
+  node.writeFile("go", "");
+  waitUntilGuarded(guard, childOf(*daemon, 2));
+  crash(*daemon);
+}
+
 TEST_F(DaemonTree, GuardIsDeafToSignalsAndEndsWithTheShutdown) {
   const auto daemon = node.startedDaemon({"-v"});
   const pid_t guard = guardOf(*daemon);
@@ -166,10 +218,8 @@ TEST_F(DaemonTree, EndsOfLeftProcessesAreCollected) {
   node.define({script("app", "setsid sh -c 'echo child $$; sleep 0.05' &\nsleep 0.01\n")});
   const auto daemon = node.startedDaemon({"-v"});
   const pid_t child = childOf(*daemon);
-  const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
-  while (processInfo(child) && std::chrono::steady_clock::now() < deadline) {
-  }
-  EXPECT_FALSE(processInfo(child).has_value()) << "it is still there, state " << processInfo(child)->state;
+  EXPECT_TRUE(comesTrue([&] { return !processInfo(child).has_value(); }))
+      << "it is still there, state " << processInfo(child)->state;
   expectGracefulEnd(*daemon);
 }
 

@@ -83,11 +83,11 @@ void wake(const Caretaker &all) {
   static_cast<void>(written);  // a counter that is full wakes just as well
 }
 
-bool watch(const Caretaker &all, int descriptor, uint64_t what) {
+bool watch(int poller, int descriptor, uint64_t what) {
   epoll_event event = {};
   event.events = EPOLLIN;
   event.data.u64 = what;
-  return epoll_ctl(all.poller, EPOLL_CTL_ADD, descriptor, &event) == 0;
+  return epoll_ctl(poller, EPOLL_CTL_ADD, descriptor, &event) == 0;
 }
 
 void drain(int descriptor) {
@@ -167,7 +167,8 @@ void *runCaretaker(void *) {
       const uint64_t what = events[static_cast<size_t>(i)].data.u64;
       if (what == CHILD_SIGNAL || what == WAKE) {
         drain(what == WAKE ? all.wakeUp : all.childSignal);
-        if (!programsAreEnded()) collectOrphans();  // the shutdown does it itself
+        // The shutdown does it itself. Who was guarded may have had children, which are orphans now.
+        if (!programsAreEnded() && collectOrphans()) orphansMayLive = true;
       } else if (what == READINESS) {
         takeReadinessMessages(all.readiness);
       } else {
@@ -197,12 +198,15 @@ Status failure(const char *what) {
 
 Status openDescriptors(Caretaker &all) {
   if (all.poller >= 0) return Status::success();
-  const int poller = epoll_create1(EPOLL_CLOEXEC);
-  if (poller < 0) return failure("no epoll descriptor");
-  all.poller = poller;
-  all.wakeUp = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  all.childSignal = childSignalDescriptor();
-  if (!watch(all, all.wakeUp, WAKE) || !watch(all, all.childSignal, CHILD_SIGNAL)) return failure("no descriptor");
+  Descriptor poller(epoll_create1(EPOLL_CLOEXEC));
+  Descriptor wakeUp(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  Descriptor childSignal(childSignalDescriptor());
+  if (!watch(poller.get(), wakeUp.get(), WAKE) || !watch(poller.get(), childSignal.get(), CHILD_SIGNAL)) {
+    return failure("no descriptor");
+  }
+  all.poller = poller.release();
+  all.wakeUp = wakeUp.release();
+  all.childSignal = childSignal.release();
   return Status::success();
 }
 
@@ -218,7 +222,7 @@ Status startCaretaker() {
   if (all.readiness < 0) {
     status = openReadinessSocket(all.readiness);
     if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
-    if (all.readiness >= 0) watch(all, all.readiness, READINESS);
+    if (all.readiness >= 0) watch(all.poller, all.readiness, READINESS);
   }
   status = prepareGuard();
   if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
@@ -248,7 +252,7 @@ void watchOutput(Descriptor &&pipe, pid_t program, uint32_t euId, const std::str
   fcntl(pipe.get(), F_SETFL, O_NONBLOCK);
   const std::lock_guard lock(all.mutex);
   // It wakes the caretaker when there is something to read, and at once where something waits already.
-  watch(all, pipe.get(), static_cast<uint64_t>(program));
+  watch(all.poller, pipe.get(), static_cast<uint64_t>(program));
   all.additions.push_back({pipe.release(), program, euId, euName});
 }
 

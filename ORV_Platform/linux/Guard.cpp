@@ -17,14 +17,21 @@
 #include "Descriptor.h"
 #include "GuardTable.h"
 #include "NodePaths.h"
+#include "NodeStore.h"
 #include "Spawn.h"
 
 namespace orv {
 namespace {
 
+// A guard of a shorter life than this ended at once, and so many of them in a row are enough.
+constexpr uint64_t SHORT_LIFE_NS = 1'000'000'000;
+constexpr unsigned MAX_SHORT_LIVES = 5;
+
 struct GuardState {
   std::mutex mutex;
   pid_t pid = 0;
+  uint64_t startedNs = 0;
+  unsigned shortLives = 0;
   int lifeLine = -1;  // never written to: its end is the message
   int tableFile = -1;
   std::atomic<GuardTable *> table{nullptr};  // once made it stays; used without the lock, which a slow start may hold
@@ -85,6 +92,7 @@ Status launchGuard(GuardState &state) {
     return failure("cannot start " + file);
   }
   state.pid = pid;
+  state.startedNs = monotonicNs();
   if (state.lifeLine >= 0) close(state.lifeLine);
   state.lifeLine = held.release();
   return Status::success();
@@ -134,7 +142,14 @@ bool wasGuard(pid_t pid) {
   const std::lock_guard lock(state.mutex);
   if (pid != state.pid) return false;
   state.pid = 0;
+  state.shortLives = monotonicNs() - state.startedNs < SHORT_LIFE_NS ? state.shortLives + 1 : 0;
   return true;
+}
+
+bool guardsEndAtOnce() {
+  GuardState &state = guardState();
+  const std::lock_guard lock(state.mutex);
+  return state.shortLives >= MAX_SHORT_LIVES;
 }
 
 void guardProcess(pid_t pid) {
@@ -146,13 +161,15 @@ void guardProcess(pid_t pid) {
   }
 }
 
-void unguardProcess(pid_t pid) {
+bool unguardProcess(pid_t pid) {
   GuardTable *table = guardState().table.load();
-  if (table == nullptr) return;
+  if (table == nullptr) return false;
+  bool wasListed = false;
   for (auto &entry : table->pids) {
     pid_t listed = pid;
-    entry.compare_exchange_strong(listed, 0);
+    if (entry.compare_exchange_strong(listed, 0)) wasListed = true;
   }
+  return wasListed;
 }
 
 }  // namespace orv

@@ -27,9 +27,13 @@ bool isGuard(pid_t pid);
 // Whether `pid`, a process that has ended and been waited for, was the guard; this forgets it then.
 bool wasGuard(pid_t pid);
 
-// Puts a process on the guard's list, with its group and its session, and takes it off.
+// Whether the last guards have all ended as soon as they were started: the next one would do the same.
+bool guardsEndAtOnce();
+
+// Puts a process on the guard's list, with its group and its session, and takes it off. The second returns whether it
+// was there.
 void guardProcess(pid_t pid);
-void unguardProcess(pid_t pid);
+bool unguardProcess(pid_t pid);
 
 }  // namespace orv
 

@@ -5,10 +5,11 @@
 namespace orv {
 
 // Collects the ends of those that have ended. Children of this process's own process group are left alone: they are
-// somebody else's in this process. A guard that has ended by itself is started again.
-void collectOrphans();
+// somebody else's in this process. A guard that has ended by itself is started again. Returns whether one of them was
+// on the guard's list: what it leaves behind in turn is not there yet.
+bool collectOrphans();
 
-// Puts those that live on the guard's list. To be called some time after a program has ended.
+// Puts those that live on the guard's list. To be called some time after a program, or one of these, has ended.
 void guardOrphans();
 
 }  // namespace orv
