@@ -1,6 +1,7 @@
 // What programs write: where it goes, what is kept of it, and that nobody waits for it.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <stdlib.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include "ProcessTable.h"
 #include "StoreEnvironment.h"
 #include "TestNode.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -31,15 +33,17 @@ class DaemonOutput : public DaemonTest {
   // The output of EU `name`, once `isThere` finds in it what it looks for.
   template <typename IsThere>
   orv::ProgramOutput outputOf(const std::string &name, IsThere isThere) const {
-    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
-    while (std::chrono::steady_clock::now() < deadline) {
+    orv::ProgramOutput output;
+    const bool hasCome = comesTrue([&] {
       for (const orv::EuRecord &eu : node.eus()) {
         if (eu.name != name) continue;
-        orv::ProgramOutput output = node.output(eu.id);
-        if (isThere(output)) return output;
+        output = node.output(eu.id);
+        if (isThere(output)) return true;
       }
-    }
-    throw std::runtime_error("the output of " + name + " does not come");
+      return false;
+    });
+    if (!hasCome) throw std::runtime_error("the output of " + name + " does not come");
+    return output;
   }
 
   // The last words of the node's failures, in order.
@@ -168,6 +172,24 @@ TEST_F(DaemonOutput, ProgramIsNotHeldUpByAStandardOutputThatNobodyReads) {
   expectGracefulEnd(*daemon);
   close(ends[0]);
   close(ends[1]);
+}
+
+TEST_F(DaemonOutput, ProgramIsNotHeldUpByATerminalThatNobodyReads) {
+  const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(terminal, 0);
+  ASSERT_TRUE(grantpt(terminal) == 0 && unlockpt(terminal) == 0);
+  const int line = open(ptsname(terminal), O_RDWR | O_NOCTTY | O_CLOEXEC);
+  ASSERT_GE(line, 0);
+  // The room that is left is seldom a whole write's.
+  node.define({script("app", "seq 100000\n")});
+  ProcessStart start;
+  start.output = line;
+  const auto daemon = node.startedDaemon({"-v"}, start);
+  EXPECT_EQ(node.waitForFinishedEu("app").waitStatus, 0);
+  outputOf("app", [](const auto &all) { return !all.last.empty() && all.last.back().text == "100000"; });
+  expectGracefulEnd(*daemon);
+  close(line);
+  close(terminal);
 }
 
 TEST_F(DaemonOutput, StormOfOneProgramDelaysNoOtherAndKeepsNoMemory) {

@@ -1,7 +1,9 @@
 #include "ProgramOutputs.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -27,9 +29,19 @@ constexpr int READS_AT_THE_END = 64;
 // A pipe that can be written to takes as much without waiting (PIPE_BUF).
 constexpr size_t WRITE_BYTES = 4096;
 
+// Standard output, opened anew where it is a pipe or a terminal: a terminal takes part of what it has no room for and
+// then waits, which can be had out of an opening of one's own alone. None for anything else, and where it is not
+// allowed.
+int openStandardOutput() {
+  struct stat file {};
+  if (fstat(STDOUT_FILENO, &file) != 0 || !(S_ISFIFO(file.st_mode) || isatty(STDOUT_FILENO) == 1)) return -1;
+  return open("/proc/self/fd/1", O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+}
+
 }  // namespace
 
-ProgramOutputs::ProgramOutputs() : buffer_(std::make_unique_for_overwrite<char[]>(READ_BYTES)) {}
+ProgramOutputs::ProgramOutputs()
+    : buffer_(std::make_unique_for_overwrite<char[]>(READ_BYTES)), standardOutput_(openStandardOutput()) {}
 
 void ProgramOutputs::add(int pipe, pid_t program, uint32_t euId, const std::string &euName) {
   outputs_.erase(program);  // of an earlier process with that number
@@ -110,10 +122,11 @@ void ProgramOutputs::show(const Output &output, const char *bytes, size_t count)
 }
 
 void ProgramOutputs::showOnStandardOutput(const char *bytes, size_t count) {
+  const int output = standardOutput_.get() >= 0 ? standardOutput_.get() : STDOUT_FILENO;
   while (count != 0) {
-    pollfd waiting = {STDOUT_FILENO, POLLOUT, 0};
+    pollfd waiting = {output, POLLOUT, 0};
     const bool takesMore = poll(&waiting, 1, 0) == 1 && (waiting.revents & POLLOUT) != 0;
-    const ssize_t written = takesMore ? write(STDOUT_FILENO, bytes, std::min(count, WRITE_BYTES)) : -1;
+    const ssize_t written = takesMore ? write(output, bytes, std::min(count, WRITE_BYTES)) : -1;
     if (written <= 0) {
       if (!std::exchange(leftOutReported_, true)) {
         platformLog(SEVERITY_WARNING,

@@ -54,6 +54,7 @@ class ProgramOutputs {
 
   std::map<pid_t, Output> outputs_;
   std::unique_ptr<char[]> buffer_;  // not touched before there is something to read
+  Descriptor standardOutput_;       // as it is opened for this; none where it cannot be
   std::vector<OutputLine> lines_;
   bool leftOutReported_ = false;
 };
