@@ -5,11 +5,14 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "ProcessTable.h"
+#include "StoreEnvironment.h"
 #include "TestNode.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -37,14 +40,15 @@ class DaemonReadiness : public DaemonTest {
   }
 
   std::string statusOf(const std::string &eu) const {
-    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
-    while (std::chrono::steady_clock::now() < deadline) {
+    std::string status = "none";
+    comesTrue([&] {
       const auto statuses = node.euStatuses();
       for (const orv::EuRecord &record : node.eus()) {
-        if (record.name == eu && statuses.contains(record.id)) return statuses.at(record.id);
+        if (record.name == eu && statuses.contains(record.id)) status = statuses.at(record.id);
       }
-    }
-    return "none";
+      return status != "none";
+    });
+    return status;
   }
 };
 
@@ -104,6 +108,51 @@ TEST_F(DaemonReadiness, BarrierIsAnsweredWhenWhatCameBeforeItIsDone) {
   daemon->waitForOutputLineWith("barrier passed");
   EXPECT_EQ(readyTag("app").setter.euName, "app");
   expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonReadiness, ProgramThatSpeaksWithoutAnEndHoldsUpNobodyElse) {
+  // Each of its processes waits for room in the daemon's socket as soon as there is none, so that it is never empty.
+  node.define({script("flood", "os.fork()\nos.fork()\nwhile True: notify('STATUS=still here')\n"),
+               "app;/usr/bin/seq;100000;0;0;"});
+  const auto daemon = node.startedDaemon({"-v"});
+  EXPECT_EQ(statusOf("flood"), "still here");
+  // Its pipe takes a tenth of what it writes.
+  EXPECT_EQ(node.waitForFinishedEu("app").waitStatus, 0);
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonReadiness, WhatIsSaidAgainAndAgainWhileTheStoreIsLockedIsRecordedOnce) {
+  node.define({script("app",
+                      "import array\n"
+                      "while not os.path.exists('" +
+                          node.path("go") +
+                          "'): time.sleep(0.01)\n"
+                          "for i in range(200): notify('READY=1')\n"
+                          "reading, writing = os.pipe()\n"
+                          "notify('BARRIER=1', [(socket.SOL_SOCKET, socket.SCM_RIGHTS, array.array('i', [writing]))])\n"
+                          "os.close(writing)\n"
+                          "os.read(reading, 1)\n"
+                          "print('barrier passed', flush=True)\n" +
+                          std::string(STAY))});
+  const auto daemon = node.startedDaemon({"-v"});
+  node.waitForEu("app", orv::EuState::RUNNING);
+  {
+    std::unique_ptr<orv::StoreEnvironment> environment;
+    std::string setAside;
+    ASSERT_TRUE(
+        orv::StoreEnvironment::open(node.nodeDirectory() + "/node.mdb", false, false, environment, setAside).ok());
+    const orv::WriteTransaction held(*environment);
+    ASSERT_EQ(held.code(), 0);
+    node.writeFile("go", "");
+    daemon->waitForOutputLineWith("barrier passed");
+  }
+  EXPECT_EQ(readyTag("app").setter.euName, "app");
+  expectGracefulEnd(*daemon);
+  unsigned times = 0;
+  for (const orv::Event &event : node.events())
+    times += event.kind == orv::EventKind::TAG_SET && event.text.starts_with("eu.app.ready") ? 1 : 0;
+  // The first may have been on its way when the others came.
+  EXPECT_TRUE(times == 1 || times == 2) << times;
 }
 
 TEST_F(DaemonReadiness, MessageOfAStrangerIsRefusedWithAWarning) {

@@ -25,6 +25,9 @@ constexpr size_t MAX_MESSAGE_BYTES = 4096;
 // Descriptors that one message may bring; the kernel closes what exceeds it.
 constexpr size_t MAX_DESCRIPTORS = 16;
 
+// How many messages are taken before the outputs and ends of programs have their turn.
+constexpr int MESSAGES_AT_ONCE = 16;
+
 std::string &address() {
   static auto *instance = new std::string;
   return *instance;
@@ -154,7 +157,7 @@ const std::string &readinessAddress() {
 }
 
 void takeReadinessMessages(int descriptor) {
-  while (takeMessage(descriptor, handleMessage)) {
+  for (int i = 0; i < MESSAGES_AT_ONCE && takeMessage(descriptor, handleMessage); ++i) {
   }
 }
 

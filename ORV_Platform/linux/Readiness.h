@@ -24,7 +24,8 @@ Status openReadinessSocket(int &descriptor);
 // socket. Empty before openReadinessSocket.
 const std::string &readinessAddress();
 
-// Takes all messages that wait at `descriptor`, never waiting for one, and does what they say.
+// Takes messages that wait at `descriptor`, never waiting for one, and does what they say; so many at once that a
+// program which goes on sending them leaves time for everything else.
 void takeReadinessMessages(int descriptor);
 
 // Removes the socket's name.

@@ -12,11 +12,13 @@
 #include <iterator>
 #include <map>
 #include <mutex>
+#include <string_view>
 #include <utility>
 
 #include "ExecutionUnits.h"
 #include "Platform.h"
 #include "ServiceThread.h"
+#include "StoreWrites.h"
 #include "SystemLog.h"
 
 namespace orv {
@@ -33,6 +35,9 @@ constexpr auto SHUTDOWN_GATHERING_TIME = std::chrono::microseconds(500);
 // After so long without a record a burst is over, and the memory it took goes back to the system.
 constexpr auto QUIET_TIME = std::chrono::milliseconds(100);
 
+// What the store did not take is tried again after so long, or when somebody waits for it.
+constexpr auto RETRY_TIME = std::chrono::milliseconds(100);
+
 constexpr auto FLUSH_LIMIT = std::chrono::seconds(1);
 
 struct Waiting {
@@ -41,7 +46,7 @@ struct Waiting {
   std::map<uint32_t, EuRecord> eus;  // the latest state alone is of interest
   std::map<uint32_t, std::vector<OutputLine>> outputs;
   std::map<uint32_t, std::string> statuses;
-  std::vector<std::pair<std::string, Setter>> tags;
+  std::map<std::string, Setter> tags;  // the latest setter, as above
   uint64_t droppedEvents = 0;
 
   bool empty() const {
@@ -194,6 +199,7 @@ void *runWriter(void *) {
   std::unique_lock lock(all.mutex);
   const auto hurry = [&] { return all.ending || all.flushesWanted != 0; };
   const auto hasWork = [&] { return hurry() || !all.waiting.empty(); };
+  bool wasRefused = false;
   for (bool trimmed = true;; trimmed = false) {
     if (!trimmed && !all.somethingToDo.wait_for(lock, QUIET_TIME, hasWork)) {
       lock.unlock();
@@ -202,7 +208,11 @@ void *runWriter(void *) {
       lock.lock();
     }
     all.somethingToDo.wait(lock, hasWork);
-    gather(all, lock, hurry);
+    if (wasRefused) {
+      all.somethingToDo.wait_for(lock, RETRY_TIME, hurry);
+    } else {
+      gather(all, lock, hurry);
+    }
     Waiting batch = std::exchange(all.waiting, {});
     const uint64_t number = ++all.batchesTaken;
     const bool hurried = hurry();
@@ -210,7 +220,8 @@ void *runWriter(void *) {
     lock.unlock();
     std::vector<StoreEntry> refused = writeWaiting(batch, hurried);
     lock.lock();
-    if (!refused.empty() && !all.ending) waitAgain(all.waiting, std::move(refused));
+    wasRefused = !refused.empty();
+    if (wasRefused && !all.ending) waitAgain(all.waiting, std::move(refused));
     all.batchesWritten = number;
     all.written.notify_all();
     if (all.ending && all.waiting.empty()) return nullptr;
@@ -237,7 +248,7 @@ bool queueEvent(Waiting &waiting, Event &&event) {
     ++waiting.droppedEvents;
     return false;
   }
-  if (event.text.size() > MAX_EVENT_TEXT_LENGTH) event.text.resize(MAX_EVENT_TEXT_LENGTH);
+  event.text.resize(cutText(std::string_view(event.text), MAX_EVENT_TEXT_LENGTH).size());
   waiting.events.push_back(std::move(event));
   return true;
 }
@@ -377,7 +388,7 @@ void recordTag(const std::string &name, const Setter &setter) {
   {
     const std::lock_guard lock(all.mutex);
     if (all.running) {
-      all.waiting.tags.emplace_back(name, setter);
+      all.waiting.tags.insert_or_assign(name, setter);
       ++all.flushesWanted;
       all.somethingToDo.notify_one();
       return;
