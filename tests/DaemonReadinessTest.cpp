@@ -111,12 +111,18 @@ TEST_F(DaemonReadiness, BarrierIsAnsweredWhenWhatCameBeforeItIsDone) {
 }
 
 TEST_F(DaemonReadiness, ProgramThatSpeaksWithoutAnEndHoldsUpNobodyElse) {
-  // Each of its processes waits for room in the daemon's socket as soon as there is none, so that it is never empty.
-  node.define({script("flood", "os.fork()\nos.fork()\nwhile True: notify('STATUS=still here')\n"),
-               "app;/usr/bin/seq;100000;0;0;"});
+  // Its sixteen processes wait for room in the socket, which has ten places, so that it is hardly ever empty.
+  node.define({script("flood",
+                      "s = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)\n"
+                      "s.connect(os.environ['NOTIFY_SOCKET'])\n"
+                      "for i in range(4): os.fork()\n"
+                      "while True: s.send(b'STATUS=still here')\n"),
+               "app;/bin/sh;" + node.path("app.sh") + ";0;0;"});
+  node.writeFile("app.sh", "until [ -e " + node.path("go") + " ]; do sleep 0.01; done\nseq 1000000\n");
   const auto daemon = node.startedDaemon({"-v"});
   EXPECT_EQ(statusOf("flood"), "still here");
-  // Its pipe takes a tenth of what it writes.
+  node.writeFile("go", "");
+  // Its pipe takes a hundredth of what it writes.
   EXPECT_EQ(node.waitForFinishedEu("app").waitStatus, 0);
   expectGracefulEnd(*daemon);
 }
