@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "TestNode.h"
@@ -30,20 +31,33 @@ class ExampleNode : public DaemonTest {
 TEST_F(ExampleNode, FourApplicationsAndAnExecutableSayWhatTheyDo) {
   const auto daemon = node.startedDaemon(
       {"--startup=nid=0x1011,cename=example,executable=example-hardware-check#example.hardware.ready"}, exampleStart());
-  daemon->waitForOutputLineWith("recorder: ");
   daemon->waitForErrorLine(infoLine("exeRun: executable 'example-self-test' terminated successfully"));
-  daemon->waitForOutputLineWith("self-test: ");
+  for (const char *name : {"hardware-check: ", "radio: ", "controller: ", "self-test: ", "recorder: "})
+    daemon->waitForOutputLineWith(name);
+  // Each program's lines come on a way of their own, so that their order is not that of the programs.
   Lines lines = daemon->outputLines();
+  std::sort(lines.begin(), lines.end());
   ASSERT_EQ(lines.size(), 5U);
-  EXPECT_TRUE(lines[0].starts_with("hardware-check: "));
-  EXPECT_EQ(lines[1], "radio: on channel 7, online");
-  EXPECT_EQ(lines[2], "controller: good morning, online");
-  std::sort(lines.begin() + 3, lines.end());  // the last two run beside each other
+  EXPECT_EQ(lines[0], "controller: good morning, online");
+  EXPECT_TRUE(lines[1].starts_with("hardware-check: ")) << lines[1];
+  EXPECT_EQ(lines[2], "radio: on channel 7, online");
   EXPECT_EQ(lines[3], "recorder: recording for example");
   EXPECT_EQ(lines[4], "self-test: passed, nothing more to do");
   EXPECT_EQ(node.waitForFinishedEu("self-test").waitStatus, 0);
   for (const std::string name : {"example-hardware-check", "radio", "controller", "recorder"}) {
     node.waitForEu(name, orv::EuState::RUNNING);
+  }
+  // Each was started once the one before was online, and the last two beside each other.
+  const std::pair<std::string, std::string> awaited[] = {{"example.hardware.ready", "radio"},
+                                                         {"example.radio.online", "controller"},
+                                                         {"example.controller.online", "self-test"},
+                                                         {"example.controller.online", "recorder"}};
+  const std::vector<orv::EuRecord> eus = node.eus();
+  for (const auto &[tag, name] : awaited) {
+    const auto next = std::find_if(eus.begin(), eus.end(), [&](const orv::EuRecord &eu) { return eu.name == name; });
+    ASSERT_NE(next, eus.end()) << name;
+    EXPECT_LT(node.tag(tag).value_or(orv::Tag{}).setNs, next->createdNs) << name;
+    EXPECT_TRUE(node.tag(tag).has_value()) << tag;
   }
   EXPECT_EQ(node.raisedErrors(), Lines());
   expectGracefulEnd(*daemon);
