@@ -10,7 +10,6 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <stdexcept>
 
 namespace {
@@ -135,12 +134,6 @@ void GatewayNode::stop() {
 void GatewayNode::kill() {
   daemon_->signal(SIGKILL);
   daemon_->waitForExit();
-}
-
-std::string GatewayNode::messageProgram() const {
-  const std::string name = node_.path("message-program");
-  if (!std::filesystem::exists(name)) std::filesystem::create_symlink(ORV_MESSAGE_PROGRAM, name);
-  return name;
 }
 
 std::unique_ptr<DaemonProcess> GatewayNode::program(const std::vector<std::string> &arguments) const {

@@ -74,9 +74,6 @@ class GatewayNode {
   void stop();
   void kill();
 
-  // The program of messages under a short name, for the daemon to run.
-  std::string messageProgram() const;
-
   // Starts the program of messages; `run` waits for its end and returns its output.
   std::unique_ptr<DaemonProcess> program(const std::vector<std::string> &arguments) const;
   std::vector<std::string> run(const std::vector<std::string> &arguments) const;
