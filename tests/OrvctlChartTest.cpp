@@ -84,6 +84,8 @@ TEST_F(OrvctlChart, TellsOfAStartUpWhileItGoesOnAndAfterwards) {
   daemon->waitForErrorLine(infoLine("readyWait: waiting 240000 ms for pump.online to be set"));
   const orv::Event began = node.waitForEvent(EventKind::WAIT_BEGAN, "");
   EXPECT_EQ(began.text, "pump (tag pump.online)");
+  for (const char *name : {"tank", "pump"})
+    node.waitForEu(name, orv::EuState::RUNNING);
   const StartupModel waiting = model();
   EXPECT_EQ(waiting.state, StartupState::GOING_ON);
   ASSERT_EQ(waiting.programs.size(), 2U);
