@@ -234,6 +234,8 @@ TEST(ConfigurationFile, MissingOneIsReportedWithItsName) {
 
 TEST(ConfigurationFile, LimitsTheEvents) {
   const FreshDirectory files;
+  PlatformNode::events();  // what the tests before have left to write is written then, and is not among the last
+                           // hundred
   EXPECT_EQ(AaConfigTagReadFile(files.write("node.xml", "<orv><events limit=\"100\"/></orv>").c_str()), 0);
   for (int number = 0; number < 150; ++number) {
     EXPECT_EQ(AaConfigTagSetU32("limit.tag", 1), 0);
