@@ -8,6 +8,7 @@
 #include <fstream>
 
 #include "FakeBoard.h"
+#include "WaitUntil.h"
 
 namespace {
 
@@ -20,6 +21,8 @@ TEST_F(ResetStorage, ResetIsMadeThoughTheFlightRecordCannotBeWritten) {
   node.define({"pump;" + node.path("pump") + ";;0;2;"});
   const auto daemon = start();
   daemon->waitForErrorLine(infoLine("ceInternalStartup: CE start-up complete"));
+  // The start is put on record beside the start-up.
+  ASSERT_TRUE(comesTrue([this] { return flight().entries.size() == 1; }));
   // Who never lets go of the record is to the daemon what a disk is that never answers.
   const int record = open((node.path("state") + "/flight-record").c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(record, LOCK_EX), 0);
