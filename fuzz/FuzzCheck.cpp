@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Check.h"
+#include "DefinitionTable.h"
 #include "Utf8.h"
 #include "check/DaemonParsers.h"
 #include "check/DefinitionWalk.h"
@@ -17,7 +18,7 @@ void require(bool condition) {
 }
 
 void checkWalk(const std::string &text) {
-  const auto table = orv::checking::readDefinitions(text);
+  const auto table = orv::readDefinitions(text);
   unsigned index = 0;
   for (const orv::checking::WalkedLine &line : orv::checking::walkDefinitions(text)) {
     require(line.span.end() <= text.size());

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "Clock.h"
 #include "DaemonProcess.h"
 #include "FreshDirectory.h"
 #include "NodeStore.h"

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "Clock.h"
 #include "JournalStream.h"
 #include "Platform.h"
 #include "StoreWriter.h"

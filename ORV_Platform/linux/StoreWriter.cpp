@@ -14,6 +14,7 @@
 #include <mutex>
 #include <utility>
 
+#include "Clock.h"
 #include "ExecutionUnits.h"
 #include "Platform.h"
 #include "ServiceThread.h"
