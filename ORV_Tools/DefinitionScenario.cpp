@@ -3,9 +3,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <optional>
-#include <string_view>
 
 #include "DefinitionTable.h"
 #include "ScenarioWords.h"

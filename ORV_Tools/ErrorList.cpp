@@ -1,7 +1,6 @@
 #include "ErrorList.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 
 #include "Clock.h"

@@ -1,7 +1,6 @@
 #include "Report.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <sstream>
 
 #include "Blame.h"

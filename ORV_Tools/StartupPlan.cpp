@@ -1,11 +1,8 @@
 #include "StartupPlan.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
-#include <memory>
 #include <optional>
-#include <sstream>
 
 #include "Applications.h"
 #include "DefinitionTable.h"

@@ -1,7 +1,6 @@
 #include "StatusView.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <numeric>
 #include <optional>

@@ -1,6 +1,5 @@
 #include "NodeStore.h"
 
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>

@@ -1,7 +1,6 @@
 #include "ProcessTree.h"
 
 #include <fcntl.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>

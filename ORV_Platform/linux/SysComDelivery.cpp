@@ -1,7 +1,6 @@
 #include "SysComDelivery.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <optional>
 #include <system_error>
 

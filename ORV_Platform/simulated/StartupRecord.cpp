@@ -3,7 +3,6 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 

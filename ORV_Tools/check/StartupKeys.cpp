@@ -1,7 +1,6 @@
 #include "check/StartupKeys.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 
 #include "HexText.h"

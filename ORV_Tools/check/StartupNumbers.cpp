@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 
 #include "HexText.h"

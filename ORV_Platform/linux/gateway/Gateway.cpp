@@ -3,7 +3,6 @@
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/random.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>

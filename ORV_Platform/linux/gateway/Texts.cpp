@@ -1,7 +1,5 @@
 #include "Texts.h"
 
-#include <cstdio>
-
 #include "HexText.h"
 
 namespace orv::gateway {
