@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <numeric>
 
+#include "Clock.h"
 #include "Json.h"
 #include "StartupView.h"
 #include "TimeAxis.h"
@@ -79,14 +80,6 @@ std::vector<uint64_t> sharesOf(const std::vector<uint64_t> &parts) {
 }
 
 using Rows = std::vector<std::vector<std::string>>;
-
-void alignRight(Rows &rows, size_t column) {
-  size_t width = 0;
-  for (const auto &row : rows)
-    width = std::max(width, row[column].size());
-  for (auto &row : rows)
-    row[column].insert(0, width - row[column].size(), ' ');
-}
 
 std::string withoutDelayText(const StartupModel &model) {
   std::string names;
@@ -165,18 +158,16 @@ std::string blameText(const StartupModel &model) {
 
 std::string blameJson(const StartupModel &model) {
   const Blame blame = blameOf(model);
-  std::string list;
-  const auto add = [&list](const JsonObject &object) { list += (list.empty() ? "\n    " : ",\n    ") + object.str(); };
-  for (const BlameRow &row : blame.rows) {
+  const auto rowJson = [&model](const BlameRow &row) {
     const StartupProgram &program = model.programs[row.program];
     JsonObject object;
     object.text("name", program.name).number("eu_id", program.euId).number("delay_ns", row.delayNs);
     object.number("launch_ns", row.launchNs).number("online_ns", row.onlineNs);
-    add(object.number("notice_ns", row.noticeNs).number("reset_ns", row.resetNs));
-  }
+    return object.number("notice_ns", row.noticeNs).number("reset_ns", row.resetNs).str();
+  };
   JsonObject object;
   object.number("run", model.run).number("length_ns", blame.lengthNs).number("daemon_ns", blame.daemonNs);
-  return object.raw("programs", "[" + list + (list.empty() ? "]" : "\n  ]")).str() + "\n";
+  return object.raw("programs", jsonLines(blame.rows, 4, rowJson)).str() + "\n";
 }
 
 }  // namespace orv

@@ -11,7 +11,9 @@
 #include <thread>
 #include <vector>
 
+#include "Clock.h"
 #include "DaemonProcessState.h"
+#include "HexText.h"
 #include "Json.h"
 #include "LockWatch.h"
 #include "NodePaths.h"
@@ -23,8 +25,6 @@
 namespace orv {
 namespace {
 
-constexpr uint64_t NS_PER_S = 1'000'000'000;
-constexpr uint64_t NS_PER_MS = 1'000'000;
 constexpr std::chrono::milliseconds WAIT_POLL_INTERVAL(20);
 
 using Store = std::unique_ptr<NodeStore>;
@@ -64,12 +64,6 @@ std::optional<TagValue> tagValueOf(const Arguments &arguments) {
   return std::nullopt;
 }
 
-std::string hexText(uint32_t number, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*x", digits, static_cast<unsigned>(number));
-  return text;
-}
-
 // --- JSON -----------------------------------------------------------------------------------------------------------
 
 TagListing listingOf(const NodeStore &store) {
@@ -96,10 +90,8 @@ JsonObject radFields(const RadParameter &parameter) {
 }
 
 std::string radListJson(const std::vector<RadParameter> &parameters) {
-  std::string text;
-  for (const RadParameter &parameter : parameters)
-    text += (text.empty() ? "\n" : ",\n") + radFields(parameter).str();
-  return "{\"rad\": [" + text + (parameters.empty() ? "]}\n" : "\n]}\n");
+  const auto json = [](const RadParameter &parameter) { return radFields(parameter).str(); };
+  return JsonObject().raw("rad", jsonLines(parameters, 0, json)).str() + "\n";
 }
 
 }  // namespace
@@ -244,7 +236,7 @@ int radGet(const Arguments &arguments, std::string &output) {
     return found == rads.end() ? EXIT_NO : EXIT_DONE;
   }
   if (found == rads.end()) {
-    complain("RAD parameter " + hexText(arguments.radNumber, 0) + " is not set and reads as 0");
+    complain("RAD parameter " + hexText(arguments.radNumber) + " is not set and reads as 0");
     return EXIT_NO;
   }
   output += std::to_string(found->value) + "\n";
@@ -260,7 +252,7 @@ int radList(const Arguments &arguments, std::string &output) {
   }
   Rows rows = {{"NUMBER", "SET BY", "VALUE"}};
   for (const RadParameter &parameter : store->rads()) {
-    rows.push_back({hexText(parameter.number, 0), originName(parameter.origin), std::to_string(parameter.value)});
+    rows.push_back({hexText(parameter.number), originName(parameter.origin), std::to_string(parameter.value)});
   }
   output += tableText(rows);
   return EXIT_DONE;

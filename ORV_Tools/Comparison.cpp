@@ -6,6 +6,7 @@
 #include <map>
 
 #include "Applications.h"
+#include "Clock.h"
 #include "Json.h"
 #include "StartupView.h"
 #include "Terminal.h"
@@ -144,19 +145,12 @@ Colour colourOf(Change change) {
   return change == Change::FASTER ? Colour::GREEN : Colour::DIM;
 }
 
-template <typename Number>
-std::string orNull(const std::optional<Number> &value) {
-  return value ? std::to_string(*value) : "null";
-}
-
 std::string rowJson(const ComparisonRow &row) {
-  std::string delays;
-  for (const std::optional<uint64_t> &delay : row.delaysNs)
-    delays += (delays.empty() ? "" : ", ") + orNull(delay);
+  const auto delayJson = [](const std::optional<uint64_t> &ns) { return ns ? std::to_string(*ns) : "null"; };
   JsonObject object;
-  object.text("kind", kindName(row.kind)).text("name", row.name).raw("delays_ns", "[" + delays + "]");
-  object.raw("base_median_ns", orNull(row.baseMedianNs)).raw("base_p95_ns", orNull(row.baseP95Ns));
-  object.raw("new_median_ns", orNull(row.newMedianNs)).raw("new_p95_ns", orNull(row.newP95Ns));
+  object.text("kind", kindName(row.kind)).text("name", row.name).raw("delays_ns", jsonArray(row.delaysNs, delayJson));
+  object.numberOrNull("base_median_ns", row.baseMedianNs).numberOrNull("base_p95_ns", row.baseP95Ns);
+  object.numberOrNull("new_median_ns", row.newMedianNs).numberOrNull("new_p95_ns", row.newP95Ns);
   const bool hasBoth = row.baseMedianNs && row.newMedianNs;
   object.raw("change_ns", hasBoth ? std::to_string(changeNs(row)) : "null");
   return object.text("change", changeName(row.change)).str();
@@ -166,14 +160,6 @@ std::string runJson(const ComparedRun &run) {
   JsonObject object;
   object.text("name", run.name).number("run", run.model.run).flag("new", run.isNew);
   return object.number("length_ns", run.model.lengthNs).str();
-}
-
-template <typename Item, typename Text>
-std::string listOf(const std::vector<Item> &items, Text text) {
-  std::string list;
-  for (const Item &item : items)
-    list += (list.empty() ? "\n    " : ",\n    ") + text(item);
-  return "[" + list + "\n  ]";
 }
 
 }  // namespace
@@ -247,13 +233,8 @@ std::string comparisonText(const Comparison &comparison) {
                     changeText(row), changePercentText(row),
                     isNoted ? coloured(colourOf(row.change), changeName(row.change)) : ""});
   }
-  for (size_t column = 1; column + 1 < rows.front().size(); ++column) {
-    size_t width = 0;
-    for (const auto &row : rows)
-      width = std::max(width, row[column].size());
-    for (auto &row : rows)
-      row[column].insert(0, width - row[column].size(), ' ');
-  }
+  for (size_t column = 1; column + 1 < rows.front().size(); ++column)
+    alignRight(rows, column);
   std::string table;
   for (std::string line = tableText(rows); !line.empty();) {
     const size_t end = line.find('\n');
@@ -272,8 +253,8 @@ std::string comparisonJson(const Comparison &comparison) {
   char limit[48] = "null";
   if (percent) std::snprintf(limit, sizeof limit, "%.17g", *percent);
   object.raw("limit_percent", limit).number("floor_ns", comparison.limits.floorNs);
-  object.number("slower", slowerRows(comparison)).raw("runs", listOf(comparison.runs, runJson));
-  return object.raw("rows", listOf(comparison.rows, rowJson)).str() + "\n";
+  object.number("slower", slowerRows(comparison)).raw("runs", jsonLines(comparison.runs, 4, runJson));
+  return object.raw("rows", jsonLines(comparison.rows, 4, rowJson)).str() + "\n";
 }
 
 }  // namespace orv

@@ -9,6 +9,7 @@
 #include "CommandTree.h"
 #include "Commands.h"
 #include "CompletionScripts.h"
+#include "HexText.h"
 #include "KeyFiles.h"
 #include "KeysCommand.h"
 #include "NodePaths.h"
@@ -62,9 +63,7 @@ Candidates radNumbers(const Place &place) {
   Candidates numbers;
   if (const auto store = storeOf(place)) {
     for (const RadParameter &parameter : store->rads()) {
-      char text[16];
-      std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(parameter.number));
-      numbers.push_back({text, std::to_string(parameter.value)});
+      numbers.push_back({hexText(parameter.number), std::to_string(parameter.value)});
     }
   }
   return numbers;
@@ -75,9 +74,7 @@ Candidates trustedNodes(const Place &place) {
   std::vector<TrustedKey> trusted;
   if (!readTrustedKeys(keys::keyDirectoryOf(place.arguments, place.keys), trusted).ok()) return nodes;
   for (const TrustedKey &each : trusted) {
-    char text[8];
-    std::snprintf(text, sizeof text, "0x%04x", each.nid);
-    nodes.push_back({text, hexOf(each.key)});
+    nodes.push_back({nidText(each.nid), hexOf(each.key)});
   }
   return nodes;
 }

@@ -3,11 +3,9 @@
 #include <cerrno>
 #include <cstdint>
 #include <map>
-#include <memory>
 #include <optional>
-#include <string_view>
 
-#include "ApplicationDefinitions.h"
+#include "DefinitionTable.h"
 #include "ScenarioWords.h"
 #include "Suggestion.h"
 #include "Utf8.h"
@@ -15,7 +13,6 @@
 namespace orv::rehearsal {
 namespace {
 
-constexpr const char *DEFINITION_FILE = "/rom/AppDef.txt";
 constexpr const char *WATCHDOG_TAG = "orv.service.aapro.watchdog_enabled";
 constexpr uint64_t ONLINE_AFTER_MS = 1000;
 constexpr int32_t CRASH_STATUS = 1 << 8;
@@ -29,18 +26,8 @@ struct Application {
   std::optional<uint64_t> crashesAfterMs;
 };
 
-bool nextCharacter(void *source, char &character) {
-  auto &text = *static_cast<std::string_view *>(source);
-  if (text.empty()) return false;
-  character = text[0];
-  text.remove_prefix(1);
-  return true;
-}
-
 std::vector<Application> applicationsOf(const std::string &definitions) {
-  const auto table = std::make_unique<AppExeDefTable>();
-  std::string_view rest = definitions;
-  parseAppExeDefs(nextCharacter, &rest, *table);
+  const auto table = readDefinitions(definitions);
   std::vector<Application> applications(table->count);
   for (size_t i = 0; i < applications.size(); ++i)
     applications[i].definition = table->definitions[i];
@@ -193,7 +180,7 @@ bool makeScenario(const std::string &definitions, const std::string &fileName, c
   std::vector<Application> applications = applicationsOf(definitions);
   if (!plan(applications, fileName, faults, problem)) return false;
   scenario = {};
-  scenario.files[DEFINITION_FILE] = definitions;
+  scenario.files[DEFAULT_DEFINITION_FILE] = definitions;
   if (faults.watchdog) scenario.tags[WATCHDOG_TAG] = {};
   for (const Application &application : applications) {
     if (application.definition.path[0] == '\0') continue;

@@ -1,22 +1,15 @@
 #include "ErrorList.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <map>
 
+#include "Clock.h"
+#include "HexText.h"
 #include "Json.h"
 #include "Words.h"
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_MS = 1'000'000;
-
-std::string hexText(uint32_t number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(number));
-  return text;
-}
 
 // The runs that the events tell of, backwards from the latest.
 std::optional<uint64_t> numberOfFirstRun(const LogSource &source) {
@@ -27,22 +20,14 @@ std::optional<uint64_t> numberOfFirstRun(const LogSource &source) {
   return source.run->number - starts;
 }
 
-std::string orNull(const std::string &text) {
-  return text.empty() ? "null" : jsonString(text);
-}
-
-std::string numberOrNull(std::optional<uint64_t> number) {
-  return number ? std::to_string(*number) : "null";
-}
-
 std::string errorJson(const RunInfo &run, const ListedError &listed) {
   JsonObject object;
-  object.number("sequence", listed.sequence).raw("run", numberOrNull(listed.run));
+  object.number("sequence", listed.sequence).numberOrNull("run", listed.run);
   object.number("monotonic_ns", listed.monotonicNs).number("realtime_ns", realtimeOf(run, listed.monotonicNs));
-  object.raw("after_start_ms", numberOrNull(listed.afterStartMs));
-  object.raw("eu", orNull(listed.euName)).number("pid", listed.pid);
+  object.numberOrNull("after_start_ms", listed.afterStartMs);
+  object.textOrNull("eu", listed.euName).number("pid", listed.pid);
   object.raw("kind", listed.isRead ? std::to_string(listed.error.kind) : "null").number("code", listed.error.code);
-  object.text("text", listed.error.text).raw("file", orNull(listed.error.file));
+  object.text("text", listed.error.text).textOrNull("file", listed.error.file);
   return object.raw("line", listed.isRead ? std::to_string(listed.error.line) : "null").str();
 }
 
@@ -92,13 +77,8 @@ std::string errorsText(const RunInfo &run, const std::vector<ListedError> &error
 }
 
 std::string errorsJson(const RunInfo &run, const std::vector<ListedError> &errors) {
-  std::string text = "{\"errors\": [";
-  const char *separator = "\n";
-  for (const ListedError &listed : errors) {
-    text += separator + errorJson(run, listed);
-    separator = ",\n";
-  }
-  return text + (errors.empty() ? "]}\n" : "\n]}\n");
+  const auto json = [&run](const ListedError &listed) { return errorJson(run, listed); };
+  return JsonObject().raw("errors", jsonLines(errors, 0, json)).str() + "\n";
 }
 
 }  // namespace orv

@@ -48,6 +48,10 @@ JsonObject &JsonObject::text(const char *name, std::string_view value) {
   return raw(name, jsonString(value));
 }
 
+JsonObject &JsonObject::textOrNull(const char *name, std::string_view value) {
+  return value.empty() ? raw(name, "null") : text(name, value);
+}
+
 JsonObject &JsonObject::number(const char *name, uint64_t value) {
   return raw(name, std::to_string(value));
 }

@@ -8,6 +8,8 @@
 #include <vector>
 
 #include "GatewayPlan.h"
+#include "HexText.h"
+#include "Json.h"
 #include "KeyGeneration.h"
 #include "NodePaths.h"
 #include "NodeStore.h"
@@ -15,12 +17,6 @@
 
 namespace orv::keys {
 namespace {
-
-std::string nidText(uint16_t nid) {
-  char text[8];
-  std::snprintf(text, sizeof text, "0x%04x", nid);
-  return text;
-}
 
 // A failure that tells how things are is the answer no; a file that is malformed is no fault of the command line.
 int fail(const Status &failure) {
@@ -78,12 +74,10 @@ int untrust(const std::string &directory, const KeysArguments &keys, std::string
 }
 
 std::string trustedJson(const std::vector<TrustedKey> &trusted) {
-  std::string text = "[";
-  for (const TrustedKey &each : trusted) {
-    text += text.size() == 1 ? "\n" : ",\n";
-    text += "  {\"nid\": \"" + nidText(each.nid) + "\", \"key\": \"" + hexOf(each.key) + "\"}";
-  }
-  return text + (trusted.empty() ? "]\n" : "\n]\n");
+  const auto json = [](const TrustedKey &each) {
+    return JsonObject().text("nid", nidText(each.nid)).text("key", hexOf(each.key)).str();
+  };
+  return jsonLines(trusted, 2, json) + "\n";
 }
 
 int list(const std::string &directory, const KeysArguments &keys, std::string &output) {

@@ -15,6 +15,7 @@
 #include <memory>
 #include <vector>
 
+#include "Clock.h"
 #include "LogFollow.h"
 #include "LogView.h"
 #include "NodeWatch.h"
@@ -24,8 +25,6 @@
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_S = 1'000'000'000;
 
 const std::map<std::string, LogSeverity> SEVERITIES = {
     {"info", LogSeverity::INFO}, {"warning", LogSeverity::WARNING}, {"error", LogSeverity::ERROR}};
@@ -176,14 +175,8 @@ int followLog(const Arguments &arguments, const LogArguments &options) {
   return Following(nodeDirectoryOf(arguments), options).run();
 }
 
-}  // namespace
-
-uint64_t monotonicOf(const LogSince &since, const RunInfo &run) {
-  const auto difference = [](uint64_t large, uint64_t small) { return large > small ? large - small : 0; };
-  if (since.isAge) return difference(monotonicNs(), since.ns);
-  return difference(since.ns + run.startedNs, run.startedRealtimeNs);
-}
-
+// A number of seconds, or a local time: "HH:MM", "HH:MM:SS" (of the day of `nowRealtimeNs`), "YYYY-MM-DD HH:MM[:SS]"
+// (also with a T in between). Nothing for anything else.
 std::optional<LogSince> parseSince(const std::string &text, uint64_t nowRealtimeNs) {
   if (std::optional<LogSince> age = parseAge(text)) return age;
   const auto now = static_cast<time_t>(nowRealtimeNs / NS_PER_S);
@@ -200,10 +193,12 @@ std::optional<LogSince> parseSince(const std::string &text, uint64_t nowRealtime
   return std::nullopt;
 }
 
-std::optional<LogSince> parseSince(const std::string &text) {
-  timespec now{};
-  clock_gettime(CLOCK_REALTIME, &now);
-  return parseSince(text, static_cast<uint64_t>(now.tv_sec) * NS_PER_S);
+}  // namespace
+
+uint64_t monotonicOf(const LogSince &since, const RunInfo &run) {
+  const auto difference = [](uint64_t large, uint64_t small) { return large > small ? large - small : 0; };
+  if (since.isAge) return difference(monotonicNs(), since.ns);
+  return difference(since.ns + run.startedNs, run.startedRealtimeNs);
 }
 
 void addSinceOption(CLI::App &command, std::optional<LogSince> &since) {
@@ -211,7 +206,7 @@ void addSinceOption(CLI::App &command, std::optional<LogSince> &since) {
             "From so many seconds ago on, or from a local time: HH:MM[:SS], \"YYYY-MM-DD HH:MM[:SS]\"",
             "a number of seconds or a time such as 14:05 or \"2026-01-31 14:05\"",
             [&since](const std::string &text) {
-              since = parseSince(text);
+              since = parseSince(text, realtimeNs());
               return since.has_value();
             })
       ->type_name("TIME");

@@ -29,13 +29,6 @@ struct LogArguments {
   bool json = false;
 };
 
-// A number of seconds, or a local time: "HH:MM", "HH:MM:SS" (of the day of `nowRealtimeNs`), "YYYY-MM-DD HH:MM[:SS]"
-// (also with a T in between). Nothing for anything else.
-std::optional<LogSince> parseSince(const std::string &text, uint64_t nowRealtimeNs);
-
-// The same, of today.
-std::optional<LogSince> parseSince(const std::string &text);
-
 // The same moment of CLOCK_MONOTONIC, by the clocks that lines are shown with: see realtimeOf.
 uint64_t monotonicOf(const LogSince &since, const RunInfo &run);
 

@@ -6,15 +6,13 @@
 #include <iterator>
 #include <set>
 
+#include "Clock.h"
 #include "Json.h"
 #include "Terminal.h"
 #include "Words.h"
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_S = 1'000'000'000;
-constexpr uint64_t NS_PER_MS = 1'000'000;
 
 struct KindWords {
   EventKind kind;
@@ -166,7 +164,7 @@ const char *label(const LogLine &line) {
 const char *kindName(const LogLine &line) {
   switch (line.kind) {
     case LogLine::Kind::EVENT:
-      return wordsOf(line.event.kind).name;
+      return eventKindName(line.event.kind);
     case LogLine::Kind::OUTPUT:
       return "output";
     case LogLine::Kind::DROPPED:
@@ -210,6 +208,10 @@ std::string inColourOf(const LogLine &line, const std::string &text) {
 }
 
 }  // namespace
+
+const char *eventKindName(EventKind kind) {
+  return wordsOf(kind).name;
+}
 
 uint64_t realtimeOf(const RunInfo &run, uint64_t monotonicNs) {
   return run.startedRealtimeNs + monotonicNs - run.startedNs;
@@ -288,7 +290,7 @@ std::string logJson(const RunInfo &run, const std::vector<LogLine> &lines) {
     object.text("severity", severityName(line.severity)).number("monotonic_ns", line.monotonicNs);
     object.number("realtime_ns", realtimeOf(run, line.monotonicNs));
     object.raw("since_start_ms", std::to_string(sinceStartMs(run, line.monotonicNs)));
-    object.raw("eu", line.euName.empty() ? "null" : jsonString(line.euName));
+    object.textOrNull("eu", line.euName);
     if (line.kind == LogLine::Kind::EVENT) {
       object.number("sequence", line.event.sequence).number("pid", line.event.pid).number("code", line.event.code);
     } else if (line.kind == LogLine::Kind::OUTPUT) {

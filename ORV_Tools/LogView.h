@@ -70,6 +70,9 @@ std::string logText(const RunInfo &run, const std::vector<LogLine> &lines, const
 // For programs: an object a line. The fields are described in docs/orvctl-json.md.
 std::string logJson(const RunInfo &run, const std::vector<LogLine> &lines);
 
+// "program_started" and the like, as JSON has it.
+const char *eventKindName(EventKind kind);
+
 // A moment of CLOCK_MONOTONIC as CLOCK_REALTIME, in nanoseconds, by the clocks at the start of the run: later steps of
 // the wall clock do not change the distances.
 uint64_t realtimeOf(const RunInfo &run, uint64_t monotonicNs);

@@ -11,7 +11,9 @@
 #include <cstring>
 #include <vector>
 
+#include "Clock.h"
 #include "Descriptor.h"
+#include "HexText.h"
 #include "Output.h"
 #include "RegularFile.h"
 #include "SysComDelivery.h"
@@ -23,7 +25,6 @@
 namespace orv {
 namespace {
 
-constexpr double NS_PER_S = 1e9;
 constexpr double LONGEST_TIMEOUT_S = 1e9;  // over 30 years
 
 // --- send -----------------------------------------------------------------------------------------------------------
@@ -185,7 +186,8 @@ struct Listening {
 
 std::optional<uint64_t> deadlineOf(const MessageArguments &arguments) {
   if (!arguments.timeoutS) return std::nullopt;
-  return monotonicNs() + static_cast<uint64_t>(std::min(*arguments.timeoutS, LONGEST_TIMEOUT_S) * NS_PER_S);
+  return monotonicNs() +
+         static_cast<uint64_t>(std::min(*arguments.timeoutS, LONGEST_TIMEOUT_S) * static_cast<double>(NS_PER_S));
 }
 
 int exitCodeOf(End end, const Listening &listening, int error) {

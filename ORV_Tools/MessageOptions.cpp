@@ -7,23 +7,10 @@
 #include <string>
 
 #include "Commands.h"
+#include "ParsedOption.h"
 
 namespace orv {
 namespace {
-
-// An option whose text `parse` makes a value of, or nothing.
-template <typename Value, typename Parse>
-CLI::Option *addValue(CLI::App &command, const std::string &name, const std::string &description,
-                      const std::string &expected, Value &value, Parse parse) {
-  return command.add_option_function<std::string>(
-      name,
-      [=, &value](const std::string &text) {
-        const auto parsed = parse(text);
-        if (!parsed) throw CLI::ValidationError(name, "\"" + text + "\" is not " + expected);
-        value = *parsed;
-      },
-      description);
-}
 
 std::optional<uint32_t> parseUpTo(uint32_t smallest, uint32_t largest, const std::string &text) {
   const std::optional<uint32_t> number = parseNumber(text);
@@ -60,18 +47,18 @@ constexpr const char *NUMBER = "a number from 0 to 4294967295";
 }  // namespace
 
 void addSendOptions(CLI::App &command, MessageArguments &arguments) {
-  addValue(command, "--to", "Receiver; the node ids 0x0f01 and 0x0ff0 mean this node", ADDRESS, arguments.receiver,
-           parseAddress)
+  addParsedValue(command, "--to", "Receiver; the node ids 0x0f01 and 0x0ff0 mean this node", ADDRESS,
+                 arguments.receiver, parseAddress)
       ->required()
       ->type_name("NID:CPID");
-  addValue(command, "--id", "Message id, also as 0x...", NUMBER, arguments.messageId, parseNumber)
+  addParsedValue(command, "--id", "Message id, also as 0x...", NUMBER, arguments.messageId, parseNumber)
       ->required()
       ->type_name("NUMBER");
-  addValue(command, "--from", "Sender, whom the receiver may answer (else 0: nobody)", ADDRESS, arguments.sender,
-           parseAddress)
+  addParsedValue(command, "--from", "Sender, whom the receiver may answer (else 0: nobody)", ADDRESS, arguments.sender,
+                 parseAddress)
       ->type_name("NID:CPID");
-  CLI::Option *payload = addValue(command, "--payload", "Payload in hexadecimal digits, two a byte (else empty)",
-                                  "a text of hexadecimal digits, two a byte", arguments.payload, parseBytes)
+  CLI::Option *payload = addParsedValue(command, "--payload", "Payload in hexadecimal digits, two a byte (else empty)",
+                                        "a text of hexadecimal digits, two a byte", arguments.payload, parseBytes)
                              ->type_name("HEX");
   CLI::Option *text = command.add_option("--text", arguments.payload, "Payload as text")->type_name("TEXT");
   CLI::Option *file = command.add_option("--file", arguments.payloadFile, "Payload from a file")->type_name("FILE");
@@ -89,15 +76,15 @@ void addListenOptions(CLI::App &command, MessageArguments &arguments) {
       "  1  they have not\n"
       "  2  the command makes no sense\n"
       "  3  the system failed: no node there, somebody else has the CPID");
-  addValue(command, "--cpid", "CPID to receive under, also as 0x...", "a number from 1 to 65535", arguments.cpid,
-           [](const std::string &text) { return parseUpTo(1, UINT16_MAX, text); })
+  addParsedValue(command, "--cpid", "CPID to receive under, also as 0x...", "a number from 1 to 65535", arguments.cpid,
+                 [](const std::string &text) { return parseUpTo(1, UINT16_MAX, text); })
       ->required()
       ->type_name("NUMBER");
-  addValue(command, "--count", "End after so many messages", "a number from 1 to 4294967295", arguments.count,
-           [](const std::string &text) { return parseUpTo(1, UINT32_MAX, text); })
+  addParsedValue(command, "--count", "End after so many messages", "a number from 1 to 4294967295", arguments.count,
+                 [](const std::string &text) { return parseUpTo(1, UINT32_MAX, text); })
       ->type_name("NUMBER");
-  addValue(command, "--timeout", "End after so long (else never)", "a number of seconds", arguments.timeoutS,
-           parseSeconds)
+  addParsedValue(command, "--timeout", "End after so long (else never)", "a number of seconds", arguments.timeoutS,
+                 parseSeconds)
       ->type_name("SECONDS");
   command.add_flag("--json", arguments.json, "Print an object of JSON a line instead");
 }

@@ -5,15 +5,13 @@
 #include <algorithm>
 #include <vector>
 
+#include "Applications.h"
+#include "Clock.h"
 #include "DaemonProcessState.h"
 #include "ProcessTree.h"
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_MS = 1'000'000;
-constexpr uint32_t RAISE_ON_FAILURE = 1;
-constexpr uint32_t RESET_ON_FAILURE = 2;
 
 uint64_t difference(uint64_t large, uint64_t small) {
   return large > small ? large - small : 0;

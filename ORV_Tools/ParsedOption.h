@@ -19,6 +19,17 @@ CLI::Option *addParsed(CLI::App &command, const std::string &name, const std::st
       description);
 }
 
+// The same for one whose text `parse` makes a value of, or nothing.
+template <typename Value, typename Parse>
+CLI::Option *addParsedValue(CLI::App &command, const std::string &name, const std::string &description,
+                            const std::string &expected, Value &value, Parse parse) {
+  return addParsed(command, name, description, expected, [&value, parse](const std::string &text) {
+    const auto parsed = parse(text);
+    if (parsed) value = *parsed;
+    return parsed.has_value();
+  });
+}
+
 }  // namespace orv
 
 #endif

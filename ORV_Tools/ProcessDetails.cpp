@@ -5,12 +5,12 @@
 
 #include <algorithm>
 #include <charconv>
-#include <fstream>
 #include <iterator>
 #include <memory>
 #include <sstream>
 #include <utility>
 
+#include "Clock.h"
 #include "ListeningSockets.h"
 #include "NodeStore.h"
 #include "ProcessTree.h"
@@ -18,48 +18,20 @@
 namespace orv {
 namespace {
 
-constexpr uint64_t NS_PER_MS = 1'000'000;
 constexpr uint64_t MS_PER_S = 1000;
 
 // More than any process tree is deep or wide that somebody wants to read of.
 constexpr int MAX_DEPTH = 8;
 
-std::string procPath(uint32_t pid, const char *file) {
-  return "/proc/" + std::to_string(pid) + "/" + file;
-}
-
-std::string readFile(const std::string &path) {
-  std::ifstream file(path);
-  std::ostringstream text;
-  text << file.rdbuf();
-  return file ? text.str() : "";
-}
-
-// utime and stime, the 14th and the 15th field of /proc/PID/stat.
-uint64_t processorMs(uint32_t pid) {
-  const std::string text = readFile(procPath(pid, "stat"));
-  const size_t nameEnd = text.rfind(')');
-  if (nameEnd == std::string::npos) return 0;
-  std::istringstream fields(text.substr(nameEnd + 1));
-  constexpr int FIELDS_BETWEEN = 11;
-  std::string skipped;
-  for (int field = 0; field < FIELDS_BETWEEN; ++field)
-    fields >> skipped;
-  uint64_t user = 0;
-  uint64_t system = 0;
-  fields >> user >> system;
-  return (user + system) * MS_PER_S / static_cast<uint64_t>(sysconf(_SC_CLK_TCK));
-}
-
 std::string waitChannelOf(uint32_t pid) {
-  std::string name = readFile(procPath(pid, "wchan"));
+  std::string name = readProcFile(pid, "wchan").value_or("");
   return name == "0" ? "" : name;
 }
 
 // "[<0>] do_wait+0x1a/0x40" becomes "do_wait".
 std::vector<std::string> stackOf(uint32_t pid) {
   std::vector<std::string> functions;
-  std::istringstream lines(readFile(procPath(pid, "stack")));
+  std::istringstream lines(readProcFile(pid, "stack").value_or(""));
   for (std::string line; std::getline(lines, line);) {
     const size_t begin = line.find("] ");
     if (begin == std::string::npos) continue;
@@ -97,7 +69,7 @@ std::optional<ProcessDetails> detailsOf(uint32_t pid, const Parents &parents, in
   const uint64_t now = monotonicNs();
   const uint64_t startedNs = startedMonotonicNs(stat->startTicks);
   details.ageMs = now > startedNs ? (now - startedNs) / NS_PER_MS : 0;
-  details.processorMs = processorMs(pid);
+  details.processorMs = stat->processorTicks * MS_PER_S / static_cast<uint64_t>(sysconf(_SC_CLK_TCK));
   details.waitChannel = waitChannelOf(pid);
   details.stack = stackOf(pid);
   details.listens = listeningSockets(pid);

@@ -1,11 +1,12 @@
 #include "Report.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <sstream>
 
 #include "Blame.h"
+#include "Clock.h"
 #include "ErrorList.h"
+#include "HexText.h"
 #include "Html.h"
 #include "StartupSvg.h"
 #include "StatusView.h"
@@ -13,20 +14,6 @@
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_MS = 1'000'000;
-
-std::string hexText(uint32_t number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%x", static_cast<unsigned>(number));
-  return text;
-}
-
-std::string nidText(uint16_t nid) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%04x", static_cast<unsigned>(nid));
-  return text;
-}
 
 std::string msText(uint64_t ns) {
   return preciseDurationText(ns / NS_PER_MS);
@@ -274,12 +261,11 @@ std::string tagsSection(const ReportSource &source) {
     std::string warnings;
     for (const std::string &warning : tagWarnings(source.tags, tag))
       warnings += (warnings.empty() ? "" : ", ") + warning;
-    const bool hasTime =
-        source.tags.run && tag.run == source.tags.run->number && tag.setNs >= source.tags.run->startedNs;
+    const std::optional<uint64_t> afterMs = afterStartMs(source.tags, tag);
     rows.push_back({{tag.name, Tone::PLAIN, true},
                     {valueText(tag.value), Tone::PLAIN, true},
                     {typeText(tag.value.type)},
-                    {hasTime ? msText(tag.setNs - source.tags.run->startedNs) : "-"},
+                    {afterMs ? preciseDurationText(*afterMs) : "-"},
                     {tag.setter.euName.empty() ? "-" : tag.setter.euName, Tone::PLAIN, true},
                     {std::to_string(tag.setter.pid)},
                     {tag.setter.executable.empty() ? "-" : tag.setter.executable, Tone::PLAIN, true},

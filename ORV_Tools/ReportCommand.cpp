@@ -8,6 +8,7 @@
 #include <memory>
 #include <system_error>
 
+#include "Clock.h"
 #include "FlightRecord.h"
 #include "NodePaths.h"
 #include "ReplaceFile.h"

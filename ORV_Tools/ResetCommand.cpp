@@ -2,6 +2,7 @@
 
 #include <cerrno>
 
+#include "Clock.h"
 #include "FlightRecord.h"
 #include "Json.h"
 #include "NodePaths.h"
@@ -11,9 +12,6 @@
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_S = 1'000'000'000;
-constexpr uint64_t NS_PER_MS = 1'000'000;
 
 std::string directoryOf(const Arguments &arguments) {
   return arguments.stateDirectory.empty() ? stateDirectory() : arguments.stateDirectory;

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 
+#include "Clock.h"
 #include "LastRun.h"
 #include "Words.h"
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_S = 1'000'000'000;
 
 bool isReset(FlightKind kind) {
   return kind == FlightKind::RESET_REQUESTED || kind == FlightKind::RESET_FAILED || kind == FlightKind::RESET_HELD;

@@ -2,13 +2,14 @@
 
 #include "Json.h"
 #include "LastRun.h"
+#include "LogView.h"
 #include "NodeStore.h"
 #include "ResetStory.h"
 
 namespace orv {
 namespace {
 
-// By the numbers of LastEnd, FlightKind, ResetCause and EventKind, from 1 on.
+// By the numbers of LastEnd, FlightKind and ResetCause, from 1 on.
 constexpr const char *END_NAMES[] = {"unknown",        "stopped", "daemon_died", "reset_made",
                                      "reset_not_made", "panic",   "watchdog",    "outside"};
 static_assert(std::size(END_NAMES) == static_cast<size_t>(LastEnd::OUTSIDE));
@@ -16,77 +17,76 @@ constexpr const char *KIND_NAMES[] = {"started", "reset_requested", "reset_faile
 static_assert(std::size(KIND_NAMES) == static_cast<size_t>(FlightKind::STOPPED));
 constexpr const char *CAUSE_NAMES[] = {"unknown", "program_ended", "launch_failed", "not_online"};
 static_assert(std::size(CAUSE_NAMES) == static_cast<size_t>(ResetCause::NOT_ONLINE));
-constexpr const char *EVENT_NAMES[] = {
-    "run_started",         "ce_started",      "ce_stopped",      "eu_created",    "eu_finished",  "program_started",
-    "program_ended",       "launch_failed",   "tag_set",         "log",           "error_raised", "message_sent",
-    "message_undelivered", "reset_requested", "last_words",      "program_ready", "gateway",      "reset_held",
-    "wait_began",          "wait_ended",      "startup_complete"};
-static_assert(std::size(EVENT_NAMES) == static_cast<size_t>(EventKind::STARTUP_COMPLETE));
-
 template <size_t COUNT>
-std::string nameOf(const char *const (&names)[COUNT], size_t number) {
-  return jsonString(number >= 1 && number <= COUNT ? names[number - 1] : "unknown");
+const char *nameOf(const char *const (&names)[COUNT], size_t number) {
+  return number >= 1 && number <= COUNT ? names[number - 1] : "unknown";
 }
 
-template <typename Item, typename Text>
-std::string listOf(const std::vector<Item> &items, Text text) {
-  std::string list;
-  for (const Item &item : items)
-    list += (list.empty() ? "" : ", ") + text(item);
-  return "[" + list + "]";
-}
-
-std::string field(const char *name, const std::string &value) {
-  return "\"" + std::string(name) + "\": " + value;
-}
-
-std::string number(uint64_t value) {
-  return std::to_string(value);
+const char *eventNameOf(const FlightEvent &event) {
+  const bool isKnown = event.kind >= 1 && event.kind <= static_cast<size_t>(EventKind::STARTUP_COMPLETE);
+  return isKnown ? eventKindName(static_cast<EventKind>(event.kind)) : "unknown";
 }
 
 std::string eventJson(const FlightEvent &event) {
-  return "{" + field("monotonic_ns", number(event.monotonicNs)) + ", " + field("eu", number(event.euId)) + ", " +
-         field("kind", nameOf(EVENT_NAMES, event.kind)) + ", " + field("code", number(event.code)) + ", " +
-         field("text", jsonString(event.text)) + "}";
+  return JsonObject()
+      .number("monotonic_ns", event.monotonicNs)
+      .number("eu", event.euId)
+      .text("kind", eventNameOf(event))
+      .number("code", event.code)
+      .text("text", event.text)
+      .str();
 }
 
-std::string timesJson(const FlightEntry &entry) {
-  return field("boot_id", jsonString(entry.bootId)) + ", " + field("realtime_ns", number(entry.realtimeNs)) + ", " +
-         field("boottime_ns", number(entry.boottimeNs));
+void addTimes(JsonObject &object, const FlightEntry &entry) {
+  object.text("boot_id", entry.bootId).number("realtime_ns", entry.realtimeNs).number("boottime_ns", entry.boottimeNs);
+}
+
+std::string beginJson(const FlightEntry &start) {
+  JsonObject object;
+  addTimes(object, start);
+  return object.str();
+}
+
+std::string startJson(const FlightEntry &start) {
+  JsonObject object;
+  addTimes(object, start);
+  return object.number("resets_in_a_row", start.resetsInARow).number("ungraceful", start.ungracefulCount).str();
 }
 
 std::string requestJson(const FlightEntry &entry) {
-  std::string text = "{" + field("kind", nameOf(KIND_NAMES, static_cast<size_t>(entry.kind)));
-  text += ", " + timesJson(entry);
-  text += ", " + field("stage", jsonString(entry.stage));
-  text += ", " + field("means", jsonString(entry.means));
-  text += ", " + field("cause", nameOf(CAUSE_NAMES, static_cast<size_t>(entry.cause)));
-  text += ", " + field("eu", jsonString(entry.euName));
-  text += ", " + field("path", jsonString(entry.path));
-  text += ", " + field("args", jsonString(entry.args));
-  text += ", " + field("tag", jsonString(entry.tag));
-  text += ", " + field("result", std::to_string(entry.result));
-  text += ", " + field("wait_status", std::to_string(entry.waitStatus));
-  text += ", " + field("text", jsonString(requesterText(entry)));
-  text += ", " + field("last_words", listOf(entry.lastWords, [](const std::string &line) { return jsonString(line); }));
-  text += ", " + field("events", listOf(entry.events, eventJson));
-  return text + "}";
+  JsonObject object;
+  object.text("kind", nameOf(KIND_NAMES, static_cast<size_t>(entry.kind)));
+  addTimes(object, entry);
+  return object.text("stage", entry.stage)
+      .text("means", entry.means)
+      .text("cause", nameOf(CAUSE_NAMES, static_cast<size_t>(entry.cause)))
+      .text("eu", entry.euName)
+      .text("path", entry.path)
+      .text("args", entry.args)
+      .text("tag", entry.tag)
+      .raw("result", std::to_string(entry.result))
+      .raw("wait_status", std::to_string(entry.waitStatus))
+      .text("text", requesterText(entry))
+      .raw("last_words", jsonArray(entry.lastWords, jsonString))
+      .raw("events", jsonArray(entry.events, eventJson))
+      .str();
 }
 
 }  // namespace
 
 std::string resetStoryJson(const ResetStory &story) {
   const FlightEntry &start = story.start;
-  std::string text = "{" + field("last_run", nameOf(END_NAMES, static_cast<size_t>(start.lastEnd)));
-  text += ", " + field("text", jsonString(lastEndText(start.lastEnd)));
-  text += ", " + field("began", story.lastStart ? "{" + timesJson(*story.lastStart) + "}" : "null");
-  text += ", " + field("request", story.request ? requestJson(*story.request) : "null");
-  text += ", " + field("board", listOf(start.boardWords, [](const std::string &word) { return jsonString(word); }));
-  text += ", " + field("start", "{" + timesJson(start) + ", " + field("resets_in_a_row", number(start.resetsInARow)) +
-                                    ", " + field("ungraceful", number(start.ungracefulCount)) + "}");
-  text += ", " + field("since", listOf(story.since, requestJson));
-  text += ", " + field("damaged_entries", number(story.damagedEntries));
-  return text + "}\n";
+  return JsonObject()
+             .text("last_run", nameOf(END_NAMES, static_cast<size_t>(start.lastEnd)))
+             .text("text", lastEndText(start.lastEnd))
+             .raw("began", story.lastStart ? beginJson(*story.lastStart) : "null")
+             .raw("request", story.request ? requestJson(*story.request) : "null")
+             .raw("board", jsonArray(start.boardWords, jsonString))
+             .raw("start", startJson(start))
+             .raw("since", jsonArray(story.since, requestJson))
+             .number("damaged_entries", story.damagedEntries)
+             .str() +
+         "\n";
 }
 
 }  // namespace orv

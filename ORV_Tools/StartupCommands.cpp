@@ -3,8 +3,10 @@
 #include <CLI/CLI.hpp>
 
 #include "Blame.h"
+#include "Clock.h"
 #include "Comparison.h"
 #include "ComparisonSvg.h"
+#include "ParsedOption.h"
 #include "ReplaceFile.h"
 #include "StartupSources.h"
 #include "StartupSvg.h"
@@ -121,14 +123,9 @@ int blame(const Arguments &arguments, const StartupArguments &startup, std::stri
 }
 
 void addSourceOptions(CLI::App &command, StartupArguments &startup, CLI::Option *other = nullptr) {
-  const auto take = [&startup](const std::string &text) {
-    startup.run = parseRunNumber(text);
-    if (!startup.run) throw CLI::ValidationError("--run", "\"" + text + "\" is not the number of a run");
-  };
   CLI::Option *run =
-      command
-          .add_option_function<std::string>(
-              "--run", take, "The run of that number (else the latest); older ones go as their events do")
+      addParsedValue(command, "--run", "The run of that number (else the latest); older ones go as their events do",
+                     "the number of a run", startup.run, parseRunNumber)
           ->type_name("N");
   CLI::Option *from = command.add_option("--from", startup.from, "A file of orvctl chart --json instead of a node")
                           ->type_name("FILE")
@@ -139,14 +136,12 @@ void addSourceOptions(CLI::App &command, StartupArguments &startup, CLI::Option 
 // A number from 0 on; a limit without end limits nothing.
 void addAmount(CLI::App &command, const std::string &name, const std::string &description, const char *typeName,
                std::optional<double> &amount) {
-  const auto take = [&amount, name](const std::string &text) {
+  const auto parse = [](const std::string &text) {
     constexpr double MOST = 1e9;
-    amount = parseSeconds(text);
-    if (!amount || *amount > MOST) {
-      throw CLI::ValidationError(name, "\"" + text + "\" is not a number from 0 to 1000000000");
-    }
+    const std::optional<double> number = parseSeconds(text);
+    return number && *number <= MOST ? number : std::nullopt;
   };
-  command.add_option_function<std::string>(name, take, description)->type_name(typeName);
+  addParsedValue(command, name, description, "a number from 0 to 1000000000", amount, parse)->type_name(typeName);
 }
 
 void addCompareOptions(CLI::App &command, StartupArguments &startup) {

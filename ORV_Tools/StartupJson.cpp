@@ -34,24 +34,11 @@ constexpr const char *EU_STATES[] = {"created", "running", "ended", "launch_fail
 static_assert(std::size(EU_STATES) == static_cast<size_t>(EuState::SHUT_DOWN));
 constexpr size_t FIRST_EU_STATE = static_cast<size_t>(EuState::CREATED);
 
-template <typename Number>
-std::string orNull(const std::optional<Number> &value) {
-  return value ? std::to_string(*value) : "null";
-}
-
-template <typename Item, typename Text>
-std::string listOf(const std::vector<Item> &items, Text text) {
-  std::string list;
-  for (const Item &item : items)
-    list += (list.empty() ? "\n    " : ",\n    ") + text(item);
-  return "[" + list + (items.empty() ? "]" : "\n  ]");
-}
-
 std::string waitJson(const std::optional<StartupWait> &wait) {
   if (!wait) return "null";
   JsonObject object;
-  object.text("tag", wait->tag).number("began_ns", wait->beganNs).raw("ended_ns", orNull(wait->endedNs));
-  object.text("state", WAIT_STATES[static_cast<size_t>(wait->state)]).number("budget_ms", wait->budgetMs);
+  object.text("tag", wait->tag).number("began_ns", wait->beganNs).numberOrNull("ended_ns", wait->endedNs);
+  object.text("state", waitStateName(wait->state)).number("budget_ms", wait->budgetMs);
   return object.str();
 }
 
@@ -62,8 +49,8 @@ std::string programJson(const StartupProgram &program) {
   object.number("pid", program.pid);
   object.text("state", EU_STATES[static_cast<size_t>(program.state) - FIRST_EU_STATE]);
   object.raw("wait_status", std::to_string(program.waitStatus)).text("failure", program.failure);
-  object.number("created_ns", program.createdNs).raw("started_ns", orNull(program.startedNs));
-  object.raw("ready_ns", orNull(program.readyNs)).raw("ended_ns", orNull(program.endedNs));
+  object.number("created_ns", program.createdNs).numberOrNull("started_ns", program.startedNs);
+  object.numberOrNull("ready_ns", program.readyNs).numberOrNull("ended_ns", program.endedNs);
   object.raw("wait", waitJson(program.wait)).number("delay_ns", program.delayNs);
   return object.str();
 }
@@ -71,13 +58,13 @@ std::string programJson(const StartupProgram &program) {
 std::string markJson(const StartupMark &mark) {
   JsonObject object;
   object.text("kind", MARK_KINDS[static_cast<size_t>(mark.kind)]).number("at_ns", mark.atNs);
-  object.raw("program", orNull(mark.program)).number("code", mark.code).text("text", mark.text);
+  object.numberOrNull("program", mark.program).number("code", mark.code).text("text", mark.text);
   return object.str();
 }
 
 std::string stepJson(const StartupStep &step) {
   JsonObject object;
-  object.raw("program", orNull(step.program)).number("began_ns", step.beganNs).number("ended_ns", step.endedNs);
+  object.numberOrNull("program", step.program).number("began_ns", step.beganNs).number("ended_ns", step.endedNs);
   return object.str();
 }
 
@@ -278,16 +265,24 @@ StartupModel modelOf(Fields fields) {
 
 }  // namespace
 
+const char *startupStateName(StartupState state) {
+  return STARTUP_STATES[static_cast<size_t>(state)];
+}
+
+const char *waitStateName(WaitState state) {
+  return WAIT_STATES[static_cast<size_t>(state)];
+}
+
 std::string startupJson(const StartupModel &model) {
   JsonObject object;
   object.text("format", FORMAT).number("version", VERSION).number("run", model.run);
-  object.number("daemon_pid", model.daemonPid).raw("nid", orNull(model.nid)).text("ce_name", model.ceName);
+  object.number("daemon_pid", model.daemonPid).numberOrNull("nid", model.nid).text("ce_name", model.ceName);
   object.number("started_realtime_ns", model.startedRealtimeNs);
-  object.text("state", STARTUP_STATES[static_cast<size_t>(model.state)]);
+  object.text("state", startupStateName(model.state));
   object.flag("beginning_is_lost", model.beginningIsLost).number("length_ns", model.lengthNs);
-  object.raw("daemon_ended_ns", orNull(model.daemonEndedNs));
-  object.raw("programs", listOf(model.programs, programJson)).raw("marks", listOf(model.marks, markJson));
-  object.raw("critical_path", listOf(model.criticalPath, stepJson));
+  object.numberOrNull("daemon_ended_ns", model.daemonEndedNs);
+  object.raw("programs", jsonLines(model.programs, 4, programJson)).raw("marks", jsonLines(model.marks, 4, markJson));
+  object.raw("critical_path", jsonLines(model.criticalPath, 4, stepJson));
   return object.str() + "\n";
 }
 

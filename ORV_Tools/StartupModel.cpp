@@ -4,6 +4,7 @@
 #include <set>
 #include <utility>
 
+#include "Clock.h"
 #include "DaemonProcessState.h"
 #include "StartupBuilder.h"
 

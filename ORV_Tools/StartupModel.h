@@ -116,6 +116,10 @@ std::optional<StartupModel> readStartup(const NodeStore &store, std::optional<ui
 // The runs of which the store has events, ascending.
 std::vector<uint64_t> recordedRuns(const NodeStore &store);
 
+// "complete", "going_on", "timed_out" and the like, as JSON has them.
+const char *startupStateName(StartupState state);
+const char *waitStateName(WaitState state);
+
 // The model as JSON, one object, with a line end; docs/orvctl-json.md describes it.
 std::string startupJson(const StartupModel &model);
 

@@ -1,25 +1,19 @@
 #include "StartupPlan.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
-#include <memory>
 #include <optional>
-#include <sstream>
 
-#include "ApplicationDefinitions.h"
+#include "Applications.h"
+#include "DefinitionTable.h"
+#include "RegularFile.h"
 #include "StartupTexts.h"
 
 namespace orv {
 namespace {
 
-bool nextCharacter(void *source, char &character) {
-  auto &text = *static_cast<std::string_view *>(source);
-  if (text.empty()) return false;
-  character = text[0];
-  text.remove_prefix(1);
-  return true;
-}
+// Many times as long as what the daemon reads of it.
+constexpr size_t MAX_FILE_LENGTH = size_t{1} << 20;
 
 // From the beginning of the latest run on, or all where the ring has forgotten it.
 std::vector<Event>::const_iterator latestRun(const std::vector<Event> &events) {
@@ -56,25 +50,15 @@ const SkipWords *wordsOf(SkipReason reason) {
   return found == std::end(SKIP_WORDS) ? nullptr : found;
 }
 
-std::optional<std::string> readText(const std::string &path) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf()))
-    return file && file.peek() == EOF ? std::optional<std::string>("") : std::nullopt;
-  return text.str();
-}
-
 }  // namespace
 
 std::string definitionFileOf(const NodeStore &store) {
-  const std::optional<Tag> tag = store.tag(DEFINITION_FILE_TAG);
+  const std::optional<Tag> tag = store.tag(FILE_NAME_TAG);
   return tag && tag->value.type == TagType::STRING ? tag->value.text : DEFAULT_DEFINITION_FILE;
 }
 
 std::vector<PlannedProgram> plannedApplications(const std::string &text) {
-  const auto table = std::make_unique<AppExeDefTable>();
-  std::string_view rest = text;
-  parseAppExeDefs(nextCharacter, &rest, *table);
+  const auto table = readDefinitions(text);
   std::vector<PlannedProgram> programs;
   for (unsigned i = 0; i < table->count; ++i) {
     const AppExeDef &definition = table->definitions[i];
@@ -115,9 +99,8 @@ StartupPlan readStartupPlan(const NodeStore &store, const std::vector<Event> &ev
   plan.programs = loggedExecutables(events);
   plan.skipped = loggedSkipReason(events);
   plan.definitionFile = definitionFileOf(store);
-  if (const std::optional<std::string> text = readText(plan.definitionFile)) {
-    plan.definitionsAreKnown = true;
-    const std::vector<PlannedProgram> applications = plannedApplications(*text);
+  if (std::string text; readRegularFile(plan.definitionFile, MAX_FILE_LENGTH, text).ok()) {
+    const std::vector<PlannedProgram> applications = plannedApplications(text);
     plan.programs.insert(plan.programs.end(), applications.begin(), applications.end());
   }
   return plan;

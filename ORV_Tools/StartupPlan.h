@@ -33,13 +33,8 @@ enum class SkipReason : uint8_t {
 struct StartupPlan {
   std::vector<PlannedProgram> programs;  // in the order in which they are waited for
   std::string definitionFile;
-  bool definitionsAreKnown = false;  // the file could be read
   SkipReason skipped = SkipReason::NONE;
 };
-
-// The tag that names the definition file, and the file where it is not set.
-constexpr const char *DEFINITION_FILE_TAG = "app.hwapi.appcfg.filename";
-constexpr const char *DEFAULT_DEFINITION_FILE = "/rom/AppDef.txt";
 
 // The name of the definition file by the tags of the node.
 std::string definitionFileOf(const NodeStore &store);

@@ -1,36 +1,25 @@
 #include "StartupSvg.h"
 
 #include <algorithm>
-#include <cmath>
 
+#include "ChartFrame.h"
 #include "ChartSigns.h"
 #include "StartupView.h"
 #include "Svg.h"
 #include "TimeAxis.h"
+#include "Utf8.h"
 #include "Words.h"
 
 namespace orv {
 namespace {
 
-constexpr double WIDTH = 1280;
-constexpr double MARGIN = 28;
-constexpr double TITLE_Y = 42;
-constexpr double SUBTITLE_Y = 64;
-constexpr double LEGEND_Y = 94;
 constexpr double LEGEND_TO_PLOT = 56;
 constexpr double ROW_HEIGHT = 24;
 constexpr double BAR_HEIGHT = 14;
-constexpr double BASELINE = 4;  // from the middle of a row to the line its texts stand on
-constexpr double COLUMN_GAP = 18;
 constexpr double DELAY_WIDTH = 84;
 constexpr double SHARE_WIDTH = 44;
-constexpr double BELOW_PLOT = 28;
-constexpr double AXIS_BELOW_PLOT = 20;
-constexpr double LABEL_CHARACTER_WIDTH = 5.8;
 constexpr double READY_HEIGHT = BAR_HEIGHT + 4;
 constexpr double LEAST_BAR_WIDTH = 1.5;
-constexpr double PIXELS_A_TICK = 85;
-constexpr size_t LONGEST_NAME = 32;
 constexpr const char *DAEMON_NAME = "the daemon itself";
 
 const char *classOf(Phase phase) {
@@ -50,44 +39,37 @@ const char *classOf(Phase phase) {
 class Picture {
  public:
   explicit Picture(const StartupModel &model) : model_(model), lengthNs_(chartLengthNs(model)) {
-    size_t nameLength = characters(DAEMON_NAME);
+    size_t nameLength = utf8Characters(DAEMON_NAME);
     size_t outcomeLength = std::string_view("what became of it").size();
     for (const StartupProgram &program : model_.programs) {
       names_.push_back(shortened(printable(program.name), LONGEST_NAME));
-      nameLength = std::max(nameLength, characters(names_.back()));
+      nameLength = std::max(nameLength, utf8Characters(names_.back()));
       outcomes_.push_back(outcomeOf(model_, program, lengthNs_));
       if (outcomes_.back().outcome == Outcome::ONLINE) outcomes_.back().text += " " + shortDuration(*program.readyNs);
-      outcomeLength = std::max(outcomeLength, characters(outcomes_.back().text));
+      outcomeLength = std::max(outcomeLength, utf8Characters(outcomes_.back().text));
     }
-    shareX_ = WIDTH - MARGIN;
+    shareX_ = CHART_WIDTH - CHART_MARGIN;
     delayX_ = shareX_ - SHARE_WIDTH;
     outcomeX_ = delayX_ - DELAY_WIDTH - static_cast<double>(outcomeLength) * TEXT_CHARACTER_WIDTH;
-    plotLeft_ = MARGIN + static_cast<double>(nameLength) * NAME_CHARACTER_WIDTH + COLUMN_GAP;
-    plotRight_ = outcomeX_ - COLUMN_GAP;
+    plot_.left = CHART_MARGIN + static_cast<double>(nameLength) * NAME_CHARACTER_WIDTH + COLUMN_GAP;
+    plot_.right = outcomeX_ - COLUMN_GAP;
+    plot_.rowHeight = ROW_HEIGHT;
+    plot_.rows = model_.programs.size() + 1;  // that of the daemon is the first
+    plot_.lengthNs = lengthNs_;
     findSigns();
     double legendBottomY = 0;
-    legend_ = legend(legendBottomY);
-    plotTop_ = legendBottomY + LEGEND_TO_PLOT;
-    plotBottom_ = plotTop_ + ROW_HEIGHT * static_cast<double>(model_.programs.size() + 1);
+    legend_ = chartLegend(legendEntries(), {22, 6}, legendBottomY);
+    plot_.top = legendBottomY + LEGEND_TO_PLOT;
   }
 
   std::string svg() const {
     const std::string title = "Start-up of " + startupName(model_);
-    return svgBegin(WIDTH, plotBottom_ + BELOW_PLOT + (isTall() ? AXIS_BELOW_PLOT : 0),
-                    title + ": " + startupStateText(model_), description()) +
-           svgText(MARGIN, TITLE_Y, "title", title) + svgText(MARGIN, SUBTITLE_Y, "subtitle", subtitle()) + legend_ +
-           stripes() + axis() + rows() + pathSvg() + signs() + completeLine() + svgEnd();
+    return svgBegin(CHART_WIDTH, plot_.chartHeight(), title + ": " + startupStateText(model_), description()) +
+           chartTitles(title, subtitle()) + legend_ + plot_.stripes() + axis() + rows() + pathSvg() + signs() +
+           completeLine() + svgEnd();
   }
 
  private:
-  double xOf(uint64_t atNs) const {
-    const double part = static_cast<double>(std::min(atNs, lengthNs_)) / static_cast<double>(lengthNs_);
-    return plotLeft_ + part * (plotRight_ - plotLeft_);
-  }
-  // The middle of a row: that of the daemon is the first.
-  double yOf(size_t row) const {
-    return plotTop_ + (static_cast<double>(row) + 0.5) * ROW_HEIGHT;
-  }
   static size_t rowOf(const StartupStep &step) {
     return step.program ? *step.program + 1 : 0;
   }
@@ -98,7 +80,7 @@ class Picture {
     const auto add = [&](PhaseSpan span, uint64_t beganNs, uint64_t endedNs) {
       span.beganNs = beganNs;
       span.endedNs = endedNs;
-      if (endedNs > beganNs && xOf(endedNs) - xOf(beganNs) >= 1) visible.push_back(span);
+      if (endedNs > beganNs && plot_.xOf(endedNs) - plot_.xOf(beganNs) >= 1) visible.push_back(span);
     };
     for (const PhaseSpan &span : phasesOf(model_.programs[program], lengthNs_)) {
       uint64_t atNs = span.beganNs;
@@ -110,12 +92,6 @@ class Picture {
       add(span, atNs, span.endedNs);
     }
     return visible;
-  }
-
-  // Too long to read the bars at the bottom by the labels at the top.
-  bool isTall() const {
-    constexpr size_t MOST_ROWS = 20;
-    return model_.programs.size() > MOST_ROWS;
   }
 
   std::string subtitle() const {
@@ -143,35 +119,7 @@ class Picture {
     return text + "The daemon itself took " + shortDuration(daemonsOwnNs(model_)) + ".";
   }
 
-  struct LegendEntry {
-    std::string sign;  // drawn around 0, 0
-    double width = 0;
-    const char *text = "";
-  };
-
-  // What occurs in the picture, line by line.
-  std::string legend(double &bottomY) const {
-    constexpr double SPACE = 22;
-    constexpr double LINE_HEIGHT = 20;
-    constexpr double LABEL_GAP = 6;
-    std::string text;
-    double x = MARGIN;
-    double y = LEGEND_Y;
-    for (const LegendEntry &entry : legendEntries()) {
-      const double width =
-          entry.width + LABEL_GAP + static_cast<double>(characters(entry.text)) * LABEL_CHARACTER_WIDTH;
-      if (x + width > WIDTH - MARGIN) {
-        x = MARGIN;
-        y += LINE_HEIGHT;
-      }
-      text += "<g transform=\"translate(" + svgNumber(x) + " " + svgNumber(y) + ")\">\n" + entry.sign + svgGroupEnd();
-      text += svgText(x + entry.width + LABEL_GAP, y + BASELINE, "label", entry.text);
-      x += width + SPACE;
-    }
-    bottomY = y;
-    return svgGroupBegin("legend") + text + svgGroupEnd();
-  }
-
+  // What occurs in the picture.
   std::vector<LegendEntry> legendEntries() const {
     constexpr double SWATCH_WIDTH = 20;
     constexpr double SWATCH_HEIGHT = 10;
@@ -215,48 +163,27 @@ class Picture {
     return entries;
   }
 
-  // What lies below the grid. A row's title shows wherever one points in it.
-  std::string stripes() const {
-    std::string text;
-    for (size_t row = 0; row <= model_.programs.size(); ++row) {
-      text += svgRect(MARGIN - 8, yOf(row) - ROW_HEIGHT / 2, WIDTH - 2 * MARGIN + 16, ROW_HEIGHT,
-                      row % 2 == 0 ? "stripe" : "plain");
-    }
-    return text;
-  }
-
   std::string axis() const {
-    const auto most = static_cast<size_t>((plotRight_ - plotLeft_) / PIXELS_A_TICK);
-    constexpr double TICK = 5;
-    std::string text;
-    for (const Tick &tick : timeTicks(lengthNs_, most)) {
-      const double x = std::round(xOf(tick.atNs)) + 0.5;
-      text += svgLine(x, plotTop_ - TICK, x, plotBottom_, "grid");
-      text += svgText(x, plotTop_ - TICK - BASELINE, "label tick", tick.label, Anchor::MIDDLE);
-      if (isTall()) text += svgText(x, plotBottom_ + 16, "label tick", tick.label, Anchor::MIDDLE);
-    }
-    text += svgLine(plotLeft_, plotTop_ + 0.5, plotRight_, plotTop_ + 0.5, "axis");
-    text += svgText(MARGIN, plotTop_ - TICK - BASELINE, "label", "program");
-    text += svgText(outcomeX_, plotTop_ - TICK - BASELINE, "label", "what became of it");
-    text += svgText(delayX_, plotTop_ - TICK - BASELINE, "label", "held up", Anchor::END);
-    text += svgText(shareX_, plotTop_ - TICK - BASELINE, "label", "share", Anchor::END);
-    return svgGroupBegin("time-axis") + text + svgGroupEnd();
+    const double y = plot_.columnTitleY();
+    return svgGroupBegin("time-axis") + plot_.timeAxis() + svgText(CHART_MARGIN, y, "label", "program") +
+           svgText(outcomeX_, y, "label", "what became of it") + svgText(delayX_, y, "label", "held up", Anchor::END) +
+           svgText(shareX_, y, "label", "share", Anchor::END) + svgGroupEnd();
   }
 
   std::string barSvg(size_t row, const char *kind, uint64_t beganNs, uint64_t endedNs) const {
-    const double x = std::min(xOf(beganNs), plotRight_ - LEAST_BAR_WIDTH);
-    const double width = std::max(xOf(endedNs) - x, LEAST_BAR_WIDTH);
-    return svgRect(x, yOf(row) - BAR_HEIGHT / 2, width, BAR_HEIGHT, kind);
+    const double x = std::min(plot_.xOf(beganNs), plot_.right - LEAST_BAR_WIDTH);
+    const double width = std::max(plot_.xOf(endedNs) - x, LEAST_BAR_WIDTH);
+    return svgRect(x, plot_.yOf(row) - BAR_HEIGHT / 2, width, BAR_HEIGHT, kind);
   }
 
   std::string delayTexts(size_t row, uint64_t delayNs) const {
-    return svgText(delayX_, yOf(row) + BASELINE, "delay", shortDuration(delayNs), Anchor::END) +
-           svgText(shareX_, yOf(row) + BASELINE, "muted share", shareText(delayNs, model_.lengthNs), Anchor::END);
+    return svgText(delayX_, plot_.yOf(row) + BASELINE, "delay", shortDuration(delayNs), Anchor::END) +
+           svgText(shareX_, plot_.yOf(row) + BASELINE, "muted share", shareText(delayNs, model_.lengthNs), Anchor::END);
   }
 
   std::string rows() const {
     std::string text = svgGroupBegin("row", "the daemon itself: what is no wait for a program") +
-                       svgText(MARGIN, yOf(0) + BASELINE, "muted name", DAEMON_NAME) + steps(std::nullopt) +
+                       svgText(CHART_MARGIN, plot_.yOf(0) + BASELINE, "muted name", DAEMON_NAME) + steps(std::nullopt) +
                        delayTexts(0, daemonsOwnNs(model_)) + svgGroupEnd();
     for (size_t i = 0; i < model_.programs.size(); ++i)
       text += programRow(i);
@@ -266,18 +193,18 @@ class Picture {
   std::string programRow(size_t index) const {
     const StartupProgram &program = model_.programs[index];
     const size_t row = index + 1;
-    const double y = yOf(row);
+    const double y = plot_.yOf(row);
     std::string text = svgGroupBegin("row", programDetails(model_, program));
     // Nothing to see, but to point at.
-    text += "<rect x=\"" + svgNumber(MARGIN - 8) + "\" y=\"" + svgNumber(y - ROW_HEIGHT / 2) + "\" width=\"" +
-            svgNumber(WIDTH - 2 * MARGIN + 16) + "\" height=\"" + svgNumber(ROW_HEIGHT) + "\" fill-opacity=\"0\"/>\n";
-    text += svgText(MARGIN, y + BASELINE, "name", names_[index]);
+    text += "<rect x=\"" + svgNumber(ROW_LEFT) + "\" y=\"" + svgNumber(y - ROW_HEIGHT / 2) + "\" width=\"" +
+            svgNumber(ROW_WIDTH) + "\" height=\"" + svgNumber(ROW_HEIGHT) + "\" fill-opacity=\"0\"/>\n";
+    text += svgText(CHART_MARGIN, y + BASELINE, "name", names_[index]);
     for (const PhaseSpan &span : visibleSpans(index))
       text += barSvg(row, classOf(span.phase), span.beganNs, span.endedNs);
     text += steps(index);
     const bool showsReady = program.readyNs && program.startedNs && *program.readyNs >= *program.startedNs;
     if (showsReady && *program.readyNs <= lengthNs_) {
-      text += svgRect(xOf(*program.readyNs) - 1, y - READY_HEIGHT / 2, 2, READY_HEIGHT, "ready");
+      text += svgRect(plot_.xOf(*program.readyNs) - 1, y - READY_HEIGHT / 2, 2, READY_HEIGHT, "ready");
     }
     const OutcomeText &outcome = outcomes_[index];
     const bool isBad = outcome.outcome == Outcome::FAILED || outcome.outcome == Outcome::TIMED_OUT;
@@ -292,7 +219,7 @@ class Picture {
     std::string text;
     for (const StartupStep &step : model_.criticalPath) {
       if (step.program != program) continue;
-      const double width = xOf(step.endedNs) - xOf(step.beganNs);
+      const double width = plot_.xOf(step.endedNs) - plot_.xOf(step.beganNs);
       if (!program && width < 1) continue;  // between two waits the daemon mostly does next to nothing
       const size_t row = rowOf(step);
       const bool isLate = program && outcomes_[*program].outcome == Outcome::TIMED_OUT;
@@ -301,10 +228,10 @@ class Picture {
       const bool comesOnline = program && model_.programs[*program].readyNs;
       const uint64_t endNs =
           comesOnline ? std::clamp(*model_.programs[*program].readyNs, step.beganNs, step.endedNs) : step.endedNs;
-      const double room = xOf(endNs) - xOf(step.beganNs);
+      const double room = plot_.xOf(endNs) - plot_.xOf(step.beganNs);
       if (room < ROOM_FOR_TEXT) continue;
-      text += svgText(xOf(step.beganNs) + room / 2, yOf(row) + 3.5, "inbar", shortDuration(step.endedNs - step.beganNs),
-                      Anchor::MIDDLE);
+      text += svgText(plot_.xOf(step.beganNs) + room / 2, plot_.yOf(row) + 3.5, "inbar",
+                      shortDuration(step.endedNs - step.beganNs), Anchor::MIDDLE);
     }
     return text;
   }
@@ -323,11 +250,11 @@ class Picture {
 
   std::string connection(const StartupStep &from, const StartupStep &to) const {
     constexpr double ARROW = 4;
-    const double fromX = xOf(from.endedNs);
-    const double toX = xOf(to.beganNs);
-    const double fromY = yOf(rowOf(from));
+    const double fromX = plot_.xOf(from.endedNs);
+    const double toX = plot_.xOf(to.beganNs);
+    const double fromY = plot_.yOf(rowOf(from));
     const bool goesDown = rowOf(to) > rowOf(from);
-    const double tipY = yOf(rowOf(to)) + (goesDown ? -BAR_HEIGHT / 2 : BAR_HEIGHT / 2);
+    const double tipY = plot_.yOf(rowOf(to)) + (goesDown ? -BAR_HEIGHT / 2 : BAR_HEIGHT / 2);
     const double baseY = tipY + (goesDown ? -ARROW : ARROW);
     std::string line = "M" + svgNumber(fromX) + " " + svgNumber(fromY);
     if (toX > fromX) line += "L" + svgNumber(toX) + " " + svgNumber(fromY);
@@ -344,31 +271,32 @@ class Picture {
       const StartupProgram &program = model_.programs[i];
       if (!program.endedNs || *program.endedNs > lengthNs_ || program.state == EuState::SHUT_DOWN) continue;
       const bool isDone = program.state == EuState::PROGRAM_ENDED && program.waitStatus == 0;
-      signs_[i + 1].push_back({isDone ? SignKind::DONE : SignKind::CROSS, xOf(*program.endedNs),
+      signs_[i + 1].push_back({isDone ? SignKind::DONE : SignKind::CROSS, plot_.xOf(*program.endedNs),
                                isDone ? "exited with 0" : outcomeOf(model_, program, lengthNs_).text});
     }
     for (const StartupMark &mark : model_.marks) {
       if (mark.atNs > lengthNs_) continue;
-      addSign(signs_[mark.program ? *mark.program + 1 : 0], {signKindOf(mark.kind), xOf(mark.atNs), markText(mark)});
+      addSign(signs_[mark.program ? *mark.program + 1 : 0],
+              {signKindOf(mark.kind), plot_.xOf(mark.atNs), markText(mark)});
     }
     for (std::vector<Sign> &row : signs_)
-      spreadSigns(row, plotLeft_, plotRight_);
+      spreadSigns(row, plot_.left, plot_.right);
   }
 
   std::string signs() const {
     std::string text;
     for (size_t row = 0; row < signs_.size(); ++row) {
       for (const Sign &sign : signs_[row])
-        text += signSvg(sign.kind, sign.x, yOf(row), sign.title);
+        text += signSvg(sign.kind, sign.x, plot_.yOf(row), sign.title);
     }
     return svgGroupBegin("signs") + text + svgGroupEnd();
   }
 
   std::string completeLine() const {
     if (model_.state != StartupState::COMPLETE) return "";
-    const double x = xOf(model_.lengthNs);
-    return svgLine(x, plotTop_, x, plotBottom_, "complete") +
-           svgText(x, plotTop_ - 26, "label", "complete " + shortDuration(model_.lengthNs), Anchor::MIDDLE);
+    const double x = plot_.xOf(model_.lengthNs);
+    return svgLine(x, plot_.top, x, plot_.bottom(), "complete") +
+           svgText(x, plot_.top - 26, "label", "complete " + shortDuration(model_.lengthNs), Anchor::MIDDLE);
   }
 
   const StartupModel &model_;
@@ -377,10 +305,7 @@ class Picture {
   std::vector<OutcomeText> outcomes_;
   std::vector<std::vector<Sign>> signs_;  // by row
   std::string legend_;
-  double plotLeft_ = 0;
-  double plotTop_ = 0;
-  double plotRight_ = 0;
-  double plotBottom_ = 0;
+  Plot plot_;
   double outcomeX_ = 0;
   double delayX_ = 0;
   double shareX_ = 0;

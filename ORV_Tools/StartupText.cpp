@@ -5,6 +5,7 @@
 #include "StartupView.h"
 #include "Terminal.h"
 #include "TimeAxis.h"
+#include "Utf8.h"
 #include "Words.h"
 
 namespace orv {
@@ -71,8 +72,8 @@ class Chart {
   Chart(const StartupModel &model, unsigned columns) : model_(model), lengthNs_(chartLengthNs(model)) {
     addRows();
     for (const Row &row : rows_) {
-      nameWidth_ = std::max(nameWidth_, characters(row.name));
-      outcomeWidth_ = std::max(outcomeWidth_, characters(row.outcome));
+      nameWidth_ = std::max(nameWidth_, utf8Characters(row.name));
+      outcomeWidth_ = std::max(outcomeWidth_, utf8Characters(row.outcome));
       delayWidth_ = std::max(delayWidth_, row.delay.size());
     }
     const size_t rest = nameWidth_ + outcomeWidth_ + delayWidth_ + SHARE_WIDTH + 4 * GAP;
@@ -155,11 +156,8 @@ class Chart {
     }
   }
 
-  static std::string padded(const std::string &text, size_t width) {
-    return text + std::string(width - std::min(width, characters(text)), ' ');
-  }
   static std::string paddedLeft(const std::string &text, size_t width) {
-    return std::string(width - std::min(width, characters(text)), ' ') + text;
+    return std::string(width - std::min(width, utf8Characters(text)), ' ') + text;
   }
   static std::string withoutTail(std::string text) {
     text.erase(text.find_last_not_of(' ') + 1);
@@ -179,7 +177,7 @@ class Chart {
     }
     const std::string gap(GAP, ' ');
     const std::string outcome =
-        coloured(row.outcomeColour, row.outcome) + std::string(outcomeWidth_ - characters(row.outcome), ' ');
+        coloured(row.outcomeColour, row.outcome) + std::string(outcomeWidth_ - utf8Characters(row.outcome), ' ');
     return withoutTail(padded(row.name, nameWidth_) + gap + bar + gap + outcome + gap +
                        paddedLeft(row.delay, delayWidth_) + gap + paddedLeft(row.share, SHARE_WIDTH));
   }

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "Clock.h"
+#include "HexText.h"
 #include "TimeAxis.h"
+#include "Utf8.h"
 #include "Words.h"
 
 namespace orv {
@@ -87,10 +90,9 @@ OutcomeText outcomeOf(const StartupModel &model, const StartupProgram &program, 
 }
 
 std::string startupName(const StartupModel &model) {
-  char nid[16] = "";
-  if (model.nid) std::snprintf(nid, sizeof nid, " 0x%04x", static_cast<unsigned>(*model.nid));
+  const std::string nid = model.nid ? " " + nidText(*model.nid) : "";
   const std::string name = model.ceName.empty() ? "" : " (" + printable(model.ceName) + ")";
-  return std::string("node") + nid + name + ", run " + std::to_string(model.run);
+  return "node" + nid + name + ", run " + std::to_string(model.run);
 }
 
 std::string startupStateText(const StartupModel &model) {
@@ -142,21 +144,13 @@ std::string markText(const StartupMark &mark) {
   return "";  // not reached
 }
 
-size_t characters(std::string_view text) {
-  return static_cast<size_t>(
-      std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<uint8_t>(byte) & 0xC0) != 0x80; }));
-}
-
 std::string shortened(const std::string &text, size_t limit) {
-  if (characters(text) <= limit) return text;
+  if (utf8Characters(text) <= limit) return text;
+  if (limit == 0) return "";
   size_t length = 0;
-  for (size_t count = 0; count < limit; ++count) {
-    if (count + 1 == limit) return text.substr(0, length) + "\u2026";
-    ++length;
-    while ((static_cast<uint8_t>(text[length]) & 0xC0) == 0x80)
-      ++length;
-  }
-  return "";
+  for (size_t count = 1; count < limit; ++count)
+    length += utf8Length(std::string_view(text).substr(length));
+  return text.substr(0, length) + "\u2026";
 }
 
 uint64_t daemonsOwnNs(const StartupModel &model) {

@@ -61,9 +61,7 @@ std::string programDetails(const StartupModel &model, const StartupProgram &prog
 // "raised error ...", "board reset ...".
 std::string markText(const StartupMark &mark);
 
-// Of UTF-8 that is safe to print: how many characters it has, each one column wide, near enough; and the text cut to
-// `limit` of them, the last being an ellipsis then.
-size_t characters(std::string_view text);
+// `text`, which is UTF-8, cut to `limit` characters, the last being an ellipsis then.
 std::string shortened(const std::string &text, size_t limit);
 
 // The daemon's own time: what is left of the start-up where nothing was waited for.

@@ -11,6 +11,7 @@
 #include <memory>
 #include <thread>
 
+#include "Clock.h"
 #include "NodeStatus.h"
 #include "NodeWatch.h"
 #include "Output.h"
@@ -30,8 +31,6 @@ constexpr milliseconds REFRESH_INTERVAL(1000);
 
 // A node that logs without a pause is not looked at more often than this.
 constexpr milliseconds LEAST_INTERVAL(200);
-
-constexpr uint64_t NS_PER_MS = 1'000'000;
 
 // One look after the other, whoever shows them.
 class Watching {

@@ -1,17 +1,12 @@
 #include <sys/wait.h>
 
+#include "Clock.h"
 #include "Json.h"
 #include "LogView.h"
 #include "StatusView.h"
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_MS = 1'000'000;
-
-std::string orNull(const std::string &text) {
-  return text.empty() ? "null" : jsonString(text);
-}
 
 const char *runStateName(RunState state) {
   switch (state) {
@@ -21,20 +16,6 @@ const char *runStateName(RunState state) {
       return "up";
     case RunState::DOWN:
       return "down";
-  }
-  return "";
-}
-
-const char *startupStateName(StartupState state) {
-  switch (state) {
-    case StartupState::COMPLETE:
-      return "complete";
-    case StartupState::GOING_ON:
-      return "going_on";
-    case StartupState::INTERRUPTED:
-      return "interrupted";
-    case StartupState::UNKNOWN:
-      return "unknown";
   }
   return "";
 }
@@ -84,12 +65,12 @@ std::string programJson(const NodeStatus &status, const ProgramStatus &program) 
   object.text("path", program.path).text("args", program.args);
   object.raw("pid", program.pid == 0 ? "null" : std::to_string(program.pid));
   object.text("state", programStateName(program.state));
-  object.raw("since_monotonic_ns", program.sinceNs ? std::to_string(*program.sinceNs) : "null");
+  object.numberOrNull("since_monotonic_ns", program.sinceNs);
   object.raw("since_realtime_ns", program.sinceNs ? std::to_string(realtimeOf(*status.run, *program.sinceNs)) : "null");
   object.raw("exit_code", exited ? std::to_string(WEXITSTATUS(program.waitStatus)) : "null");
   object.raw("signal", wasKilled ? std::to_string(WTERMSIG(program.waitStatus)) : "null");
   object.raw("launch_result", program.state == ProgramState::LAUNCH_FAILED ? std::to_string(program.result) : "null");
-  object.raw("online_tag", orNull(program.onlineTag)).raw("says", orNull(program.says));
+  object.textOrNull("online_tag", program.onlineTag).textOrNull("says", program.says);
   object.number("restarts", 0);
   return object.flag("raises_error", program.raisesError()).flag("resets_board", program.resetsBoard()).str();
 }
@@ -118,9 +99,7 @@ std::string nodeJson(const NodeStatus &status) {
 
 std::string statusJson(const NodeStatus &status) {
   if (!status.run) return "{\"run\": null}\n";
-  std::string programs;
-  for (const ProgramStatus &program : status.programs)
-    programs += (programs.empty() ? "" : ", ") + programJson(status, program);
+  const auto json = [&status](const ProgramStatus &program) { return programJson(status, program); };
   return JsonObject()
              .raw("run", runJson(status))
              .raw("node", nodeJson(status))
@@ -130,7 +109,7 @@ std::string statusJson(const NodeStatus &status) {
                                 .flag("stopped", status.daemonIsStopped)
                                 .str())
              .raw("startup", startupOfJson(status))
-             .raw("programs", "[" + programs + "]")
+             .raw("programs", jsonArray(status.programs, json))
              .str() +
          "\n";
 }

@@ -1,11 +1,12 @@
 #include "StatusView.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <iterator>
 #include <numeric>
 #include <optional>
 
+#include "Clock.h"
+#include "HexText.h"
 #include "Json.h"
 #include "LogView.h"
 #include "Terminal.h"
@@ -15,14 +16,7 @@
 namespace orv {
 namespace {
 
-constexpr uint64_t NS_PER_S = 1'000'000'000;
 constexpr uint64_t MS_PER_S = 1000;
-
-std::string hexText(uint32_t number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%04x", static_cast<unsigned>(number));
-  return text;
-}
 
 // --- Words ----------------------------------------------------------------------------------------------------------
 
@@ -101,7 +95,7 @@ std::string sinceText(const NodeStatus &status, PassingTimes times) {
 std::string roleText(const NodeStatus &status) {
   // Before the CE start-up nobody has been told.
   if (status.run->state == RunState::EARLY) return "-";
-  return status.isMaster() ? "master" : "slave of " + hexText(status.run->masterNid);
+  return status.isMaster() ? "master" : "slave of " + nidText(status.run->masterNid);
 }
 
 std::string daemonText(const NodeStatus &status) {
@@ -123,7 +117,7 @@ std::vector<Row> headRows(const NodeStatus &status, PassingTimes times) {
   const bool isUp = status.daemonIsAlive && !status.daemonIsStopped;
   return {{{"state", {}}, {runText(status), isUp ? Colour::GREEN : Colour::RED}},
           {{"daemon", {}}, {daemonText(status), isUp ? std::nullopt : std::optional(Colour::RED)}},
-          {{"node id", {}}, {hexText(status.run->nid), {}}},
+          {{"node id", {}}, {nidText(status.run->nid), {}}},
           {{"CE name", {}}, {status.run->ceName.empty() ? "-" : printable(status.run->ceName), {}}},
           {{"role", {}}, {roleText(status), {}}},
           {{"since", {}}, {sinceText(status, times), {}}},

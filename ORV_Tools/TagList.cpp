@@ -1,24 +1,17 @@
 #include "TagList.h"
 
+#include "Clock.h"
 #include "Json.h"
 #include "Words.h"
 
 namespace orv {
 namespace {
 
-constexpr uint64_t NS_PER_MS = 1'000'000;
-
 // The kernel counts the start of a process in ticks of 10 ms, rounded down.
 constexpr uint64_t TICK_MARGIN_NS = 20 * NS_PER_MS;
 
 bool isOfThisRun(const TagListing &listing, const Tag &tag) {
   return listing.run && tag.run == listing.run->number;
-}
-
-// Milliseconds from the start of the run to the setting; nothing where the run is not the one that is recorded.
-std::optional<uint64_t> afterStartMs(const TagListing &listing, const Tag &tag) {
-  if (!isOfThisRun(listing, tag) || tag.setNs < listing.run->startedNs) return std::nullopt;
-  return (tag.setNs - listing.run->startedNs) / NS_PER_MS;
 }
 
 bool isOlderThanItsRun(const TagListing &listing, const Tag &tag) {
@@ -76,6 +69,11 @@ std::string runJson(const TagListing &listing) {
 
 }  // namespace
 
+std::optional<uint64_t> afterStartMs(const TagListing &listing, const Tag &tag) {
+  if (!isOfThisRun(listing, tag) || tag.setNs < listing.run->startedNs) return std::nullopt;
+  return (tag.setNs - listing.run->startedNs) / NS_PER_MS;
+}
+
 SetterState setterState(const TagListing &listing, const Setter &setter) {
   if (setter.pid == 0 || setter.startTicks == 0) return SetterState::UNKNOWN;
   const std::optional<ProcessStat> process = listing.processes(setter.pid);
@@ -108,10 +106,6 @@ std::string longTagList(const TagListing &listing) {
 }
 
 JsonObject tagFields(const TagListing &listing, const Tag &tag) {
-  const std::optional<uint64_t> afterMs = afterStartMs(listing, tag);
-  std::string warnings;
-  for (const std::string &warning : tagWarnings(listing, tag))
-    warnings += (warnings.empty() ? "" : ", ") + jsonString(warning);
   JsonObject object;
   object.text("name", tag.name).text("type", typeText(tag.value.type));
   if (tag.value.type == TagType::STRING) {
@@ -124,12 +118,12 @@ JsonObject tagFields(const TagListing &listing, const Tag &tag) {
       .text("process", stateName(setterState(listing, tag.setter)))
       .text("executable", tag.setter.executable)
       .number("uid", tag.setter.uid)
-      .raw("eu", tag.setter.euName.empty() ? "null" : jsonString(tag.setter.euName))
+      .textOrNull("eu", tag.setter.euName)
       .number("set_monotonic_ns", tag.setNs)
-      .raw("after_start_ms", afterMs ? std::to_string(*afterMs) : "null")
+      .numberOrNull("after_start_ms", afterStartMs(listing, tag))
       .number("run", tag.run)
       .flag("this_run", isOfThisRun(listing, tag))
-      .raw("warnings", "[" + warnings + "]");
+      .raw("warnings", jsonArray(tagWarnings(listing, tag), jsonString));
 }
 
 std::string tagListJson(const TagListing &listing) {

@@ -29,6 +29,9 @@ enum class SetterState : uint8_t {
   UNKNOWN,
 };
 
+// Milliseconds from the start of the run to the setting; nothing where the run is not the one that is recorded.
+std::optional<uint64_t> afterStartMs(const TagListing &listing, const Tag &tag);
+
 SetterState setterState(const TagListing &listing, const Setter &setter);
 
 // Why the tag may not mean what it seems to mean, each in a few words.

@@ -4,13 +4,11 @@
 #include <cstdio>
 #include <iterator>
 
+#include "Clock.h"
 #include "Words.h"
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_MIN = 60 * NS_PER_S;
-constexpr uint64_t NS_PER_H = 60 * NS_PER_MIN;
 
 constexpr uint64_t STEPS_NS[] = {NS_PER_MS / 10, NS_PER_MS / 5,   NS_PER_MS / 2,   NS_PER_MS,       2 * NS_PER_MS,
                                  5 * NS_PER_MS,  10 * NS_PER_MS,  20 * NS_PER_MS,  50 * NS_PER_MS,  NS_PER_S / 10,

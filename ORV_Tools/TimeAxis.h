@@ -6,10 +6,9 @@
 #include <string>
 #include <vector>
 
-namespace orv {
+#include "Clock.h"
 
-constexpr uint64_t NS_PER_MS = 1'000'000;
-constexpr uint64_t NS_PER_S = 1'000'000'000;
+namespace orv {
 
 // As precise as one looks at it: "0 ms", "4.2 ms", "250 ms", "2.41 s", "1 min 41 s".
 std::string shortDuration(uint64_t durationNs);

@@ -4,9 +4,9 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
+#include "HexText.h"
 #include "Words.h"
 
 namespace orv::rehearsal {
@@ -26,16 +26,10 @@ constexpr KnownMessage KNOWN_MESSAGES[] = {
     {0xfd28, " (applications started)"},
 };
 
-std::string hexText(int64_t number) {
-  char text[32];
-  std::snprintf(text, sizeof text, "0x%llx", static_cast<unsigned long long>(number));
-  return text;
-}
-
 std::string messageText(int64_t id) {
   const auto *const known = std::find_if(std::begin(KNOWN_MESSAGES), std::end(KNOWN_MESSAGES),
                                          [id](const KnownMessage &message) { return message.id == id; });
-  return "message " + hexText(id) + (known == std::end(KNOWN_MESSAGES) ? "" : known->name);
+  return "message " + hexText(static_cast<uint64_t>(id)) + (known == std::end(KNOWN_MESSAGES) ? "" : known->name);
 }
 
 int64_t numberIn(std::string_view text) {
@@ -257,7 +251,7 @@ void TimelineBuilder::messageSent(const TraceCall &call) {
   const int64_t id = labelledNumber(call, "id ");
   const int64_t receiver = labelledNumber(call, "receiver ");
   const int64_t result = numberIn(call.outcome);
-  const std::string text = messageText(id) + " to " + hexText(receiver);
+  const std::string text = messageText(id) + " to " + hexText(static_cast<uint64_t>(receiver));
   Event &event = result == 0 ? push(EventKind::MESSAGE_SENT, Mark::NONE, actorName(), "sends " + text)
                              : push(EventKind::MESSAGE_FAILED, Mark::FAILURE, actorName(),
                                     "cannot send " + text + ": " + resultText(static_cast<int32_t>(result)));

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <iterator>
 
+#include "ReadyTag.h"
 #include "StatusView.h"
 #include "Words.h"
 
@@ -28,18 +29,6 @@ bool isAwaited(const WhyFacts &facts) {
 // How every sentence on a program begins that runs and is not online.
 std::string notOnline(const WhyFacts &facts) {
   return nameOf(facts) + (facts.program.state == ProgramState::LATE ? " was not online in time: " : " is not online: ");
-}
-
-std::string readyTagOf(const std::string &euName) {
-  return "eu." + euName + ".ready";
-}
-
-// The name of the EU in "eu.NAME.ready"; empty for any other tag.
-std::string euOfReadyTag(const std::string &tag) {
-  constexpr std::string_view BEGIN = "eu.";
-  constexpr std::string_view END = ".ready";
-  if (!tag.starts_with(BEGIN) || !tag.ends_with(END) || tag.size() <= BEGIN.size() + END.size()) return "";
-  return tag.substr(BEGIN.size(), tag.size() - BEGIN.size() - END.size());
 }
 
 const Tag *ownReadyTag(const WhyFacts &facts) {
@@ -229,11 +218,11 @@ constexpr Rule RULES[] = {
      }},
     {"ready_of_another", false,
      [](const WhyFacts &facts) {
-       const std::string other = euOfReadyTag(facts.program.onlineTag);
+       const std::string other(euOfReadyTag(facts.program.onlineTag));
        return !other.empty() && other != facts.program.name;
      },
      [](const WhyFacts &facts) {
-       const std::string other = euOfReadyTag(facts.program.onlineTag);
+       const std::string other(euOfReadyTag(facts.program.onlineTag));
        return notOnline(facts) + "its tag " + printable(facts.program.onlineTag) + " is set by READY=1 of EU " +
               quoted(other) + ", and its own would be " + printable(readyTagOf(facts.program.name));
      }},

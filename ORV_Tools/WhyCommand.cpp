@@ -4,13 +4,13 @@
 #include <algorithm>
 #include <memory>
 
+#include "Clock.h"
 #include "Suggestion.h"
 #include "Words.h"
 
 namespace orv {
 namespace {
 
-constexpr uint64_t NS_PER_MS = 1'000'000;
 constexpr size_t LAST_LINES = 10;
 
 bool isOfThisRun(const StatusSource &source, const Tag &tag) {

@@ -2,6 +2,7 @@
 #include <utility>
 #include <vector>
 
+#include "Clock.h"
 #include "Json.h"
 #include "StatusView.h"
 #include "TagList.h"
@@ -13,7 +14,6 @@ namespace orv {
 namespace {
 
 constexpr uint64_t MS_PER_S = 1000;
-constexpr uint64_t NS_PER_MS = 1'000'000;
 
 using Rows = std::vector<std::vector<std::string>>;
 
@@ -101,42 +101,22 @@ Rows detailRows(const WhyFacts &facts) {
 
 // --- JSON -----------------------------------------------------------------------------------------------------------
 
-template <typename Items, typename Json>
-std::string arrayOf(const Items &items, Json json) {
-  std::string text;
-  for (const auto &item : items)
-    text += (text.empty() ? "" : ", ") + json(item);
-  return "[" + text + "]";
-}
-
 std::string processJson(const ProcessDetails &process) {
   JsonObject object;
   object.number("pid", process.pid).text("name", process.name).text("state", std::string(1, process.state));
   object.number("age_ms", process.ageMs).number("processor_ms", process.processorMs);
-  object.raw("wait_channel", process.waitChannel.empty() ? "null" : jsonString(process.waitChannel));
-  object.raw("stack", arrayOf(process.stack, jsonString)).raw("listens", arrayOf(process.listens, jsonString));
-  return object.raw("children", arrayOf(process.children, processJson)).str();
+  object.textOrNull("wait_channel", process.waitChannel);
+  object.raw("stack", jsonArray(process.stack, jsonString)).raw("listens", jsonArray(process.listens, jsonString));
+  return object.raw("children", jsonArray(process.children, processJson)).str();
 }
 
 std::string tagJson(const WhyFacts &facts, const Tag &tag) {
   JsonObject object;
   object.text("name", tag.name).number("pid", tag.setter.pid);
-  object.raw("eu", tag.setter.euName.empty() ? "null" : jsonString(tag.setter.euName));
+  object.textOrNull("eu", tag.setter.euName);
   return object.number("set_monotonic_ns", tag.setNs)
       .flag("near_miss", isNearMiss(tag.name, facts.program.onlineTag))
       .str();
-}
-
-const char *waitStateName(WaitState state) {
-  switch (state) {
-    case WaitState::ONLINE:
-      return "online";
-    case WaitState::TIMED_OUT:
-      return "timed_out";
-    case WaitState::STILL_WAITING:
-      return "still_waiting";
-  }
-  return "";
 }
 
 std::string waitJson(const WhyFacts &facts) {
@@ -165,13 +145,13 @@ std::string whyJson(const WhyFacts &facts) {
   object.text("name", program.name).text("cause", cause.name).text("sentence", cause.sentence);
   object.flag("well", cause.isWell).text("state", programStateName(program.state));
   object.text("path", program.path).text("args", program.args);
-  object.raw("online_tag", program.onlineTag.empty() ? "null" : jsonString(program.onlineTag));
+  object.textOrNull("online_tag", program.onlineTag);
   object.flag("online_tag_set", facts.onlineTag.has_value());
-  object.raw("online_after_ms", facts.onlineAfterMs ? std::to_string(*facts.onlineAfterMs) : "null");
+  object.numberOrNull("online_after_ms", facts.onlineAfterMs);
   object.raw("wait", waitJson(facts)).raw("process", facts.process ? processJson(*facts.process) : "null");
-  object.raw("tags", arrayOf(shownTags(facts), [&](const Tag *tag) { return tagJson(facts, *tag); }));
-  object.raw("launch_failure", facts.launchFailure.empty() ? "null" : jsonString(facts.launchFailure));
-  return object.raw("last_lines", arrayOf(facts.lastLines, jsonString)).str() + "\n";
+  object.raw("tags", jsonArray(shownTags(facts), [&](const Tag *tag) { return tagJson(facts, *tag); }));
+  object.textOrNull("launch_failure", facts.launchFailure);
+  return object.raw("last_lines", jsonArray(facts.lastLines, jsonString)).str() + "\n";
 }
 
 }  // namespace orv

@@ -10,12 +10,11 @@
 #include <iterator>
 #include <system_error>
 
+#include "Clock.h"
 #include "Utf8.h"
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_S = 1'000'000'000;
 
 std::string formatted(const char *format, unsigned value) {
   char text[32];
@@ -164,13 +163,20 @@ std::string timeText(uint64_t realtimeNs) {
 }
 
 size_t shownWidth(std::string_view text) {
-  return static_cast<size_t>(
-      std::count_if(text.begin(), text.end(), [](char byte) { return (static_cast<uint8_t>(byte) & 0xC0) != 0x80; }));
+  return utf8Characters(text);
 }
 
 std::string padded(std::string_view text, size_t width) {
   const size_t shown = shownWidth(text);
   return std::string(text) + std::string(width > shown ? width - shown : 0, ' ');
+}
+
+void alignRight(std::vector<std::vector<std::string>> &rows, size_t column) {
+  size_t width = 0;
+  for (const auto &row : rows)
+    width = std::max(width, shownWidth(row[column]));
+  for (auto &row : rows)
+    row[column].insert(0, width - shownWidth(row[column]), ' ');
 }
 
 std::string tableText(const std::vector<std::vector<std::string>> &rows) {

@@ -48,6 +48,9 @@ size_t shownWidth(std::string_view text);
 // `text` with blanks behind it up to that width.
 std::string padded(std::string_view text, size_t width);
 
+// Makes the cells of a column of `rows` as wide as the widest, with blanks before them.
+void alignRight(std::vector<std::vector<std::string>> &rows, size_t column);
+
 // Lines with the cells of each row below each other, two blanks between columns.
 std::string tableText(const std::vector<std::vector<std::string>> &rows);
 

@@ -70,20 +70,30 @@ class CommandLine {
     addCommonOptions(app_);
     addTagCommands();
     addRadCommands();
-    addLog();
+    addCommandWith("log", "What the node and its programs logged, and what happened to them", log_, orv::log,
+                   orv::addLogOptions);
     addMessageCommands();
-    addStatus();
-    addWhy();
-    addErrors();
-    addReport();
+    addCommandWith("status", "What the node is doing, and what has become of its programs", status_, orv::status,
+                   orv::addStatusOptions);
+    addCommandWith("why", "Why a program is not online, or was late", why_, orv::why, orv::addWhyOptions);
+    addCommandWith("errors", "The errors that the node and its programs have raised", errors_, orv::errors,
+                   orv::addErrorsOptions);
+    addCommandWith("report", "Everything about the node on one page of HTML, to attach to a ticket", report_,
+                   orv::report, orv::addReportOptions);
     CLI::App *ungraceful =
         addCommand(app_, "ungraceful", "How often the CE went down without a shutdown", orv::ungraceful);
     ungraceful->add_flag("--clear", arguments_.clear, "Set the count to 0")->excludes(addJson(*ungraceful));
     addResetCommands();
     addKeysCommands();
     addStartup();
-    addRehearse();
-    addCheck();
+    orv::rehearsal::addOptions(
+        *addCommandWithoutNode(REHEARSE, "What the start-up of a node would be like, without a board",
+                               [this](std::string &output) { return orv::rehearsal::rehearse(rehearsal_, output); }),
+        rehearsal_);
+    orv::addCheckOptions(
+        *addCommandWithoutNode(CHECK, "What the daemon makes of a definition file or an option, before it does",
+                               [this](std::string &output) { return orv::checkCommand(check_, output); }),
+        check_);
     addHelp();
     app_.footer(FOOTER);  // here, or the commands would inherit it
     orv::completeHelp(app_);
@@ -136,39 +146,25 @@ class CommandLine {
     return command;
   }
 
-  void addStatus() {
-    CLI::App *command = addCommand(
-        app_, "status", "What the node is doing, and what has become of its programs",
-        [this](const Arguments &arguments, std::string &output) { return orv::status(arguments, status_, output); });
-    orv::addStatusOptions(*command, status_);
+  // A command with options of its own.
+  template <typename Options>
+  void addCommandWith(const std::string &name, const std::string &description, Options &options,
+                      int (*command)(const Arguments &, const Options &, std::string &),
+                      void (*addOptions)(CLI::App &, Options &)) {
+    addOptions(*addCommand(app_, name, description,
+                           [&options, command](const Arguments &arguments, std::string &output) {
+                             return command(arguments, options, output);
+                           }),
+               options);
   }
 
-  void addWhy() {
-    CLI::App *command = addCommand(
-        app_, "why", "Why a program is not online, or was late",
-        [this](const Arguments &arguments, std::string &output) { return orv::why(arguments, why_, output); });
-    orv::addWhyOptions(*command, why_);
-  }
-
-  void addErrors() {
-    CLI::App *command = addCommand(
-        app_, "errors", "The errors that the node and its programs have raised",
-        [this](const Arguments &arguments, std::string &output) { return orv::errors(arguments, errors_, output); });
-    orv::addErrorsOptions(*command, errors_);
-  }
-
-  void addReport() {
-    CLI::App *command = addCommand(
-        app_, "report", "Everything about the node on one page of HTML, to attach to a ticket",
-        [this](const Arguments &arguments, std::string &output) { return orv::report(arguments, report_, output); });
-    orv::addReportOptions(*command, report_);
-  }
-
-  void addLog() {
-    CLI::App *command = addCommand(
-        app_, "log", "What the node and its programs logged, and what happened to them",
-        [this](const Arguments &arguments, std::string &output) { return orv::log(arguments, log_, output); });
-    orv::addLogOptions(*command, log_);
+  // A command without a node, and so without the common options.
+  CLI::App *addCommandWithoutNode(const std::string &name, const std::string &description,
+                                  const std::function<int(std::string &output)> &action) {
+    CLI::App *command = app_.add_subcommand(name, description);
+    command->parse_complete_callback(
+        [this, action] { action_ = [action](const Arguments &, std::string &output) { return action(output); }; });
+    return command;
   }
 
   void addKeysCommands() {
@@ -187,32 +183,20 @@ class CommandLine {
                             });
   }
 
-  // No common options: it has no node.
-  void addRehearse() {
-    CLI::App *command = app_.add_subcommand(REHEARSE, "What the start-up of a node would be like, without a board");
-    command->parse_complete_callback([this] {
-      action_ = [this](const Arguments &, std::string &output) { return orv::rehearsal::rehearse(rehearsal_, output); };
-    });
-    orv::rehearsal::addOptions(*command, rehearsal_);
-  }
-
-  // What helps with the tool itself; no node, no common options.
+  // What helps with the tool itself.
   void addHelp() {
-    CLI::App *help = app_.add_subcommand("help", "How a command is used");
-    help->add_option("COMMAND", helpWords_, "The command, such as tag set")->type_name("");
-    help->parse_complete_callback(
-        [this] { action_ = [this](const Arguments &, std::string &output) { return sayHelp(output); }; });
-    CLI::App *completions = app_.add_subcommand("completions", "The completion of commands for a shell");
+    addCommandWithoutNode("help", "How a command is used", [this](std::string &output) { return sayHelp(output); })
+        ->add_option("COMMAND", helpWords_, "The command, such as tag set")
+        ->type_name("");
+    CLI::App *completions =
+        addCommandWithoutNode("completions", "The completion of commands for a shell", [this](std::string &output) {
+          output += orv::completion::scriptOf(shell_);
+          return orv::EXIT_DONE;
+        });
     completions->add_option("SHELL", shell_, "bash, zsh or fish")
         ->required()
         ->check(CLI::IsMember({"bash", "zsh", "fish"}).description(""))
         ->type_name("");
-    completions->parse_complete_callback([this] {
-      action_ = [this](const Arguments &, std::string &output) {
-        output += orv::completion::scriptOf(shell_);
-        return orv::EXIT_DONE;
-      };
-    });
   }
 
   int sayHelp(std::string &output) {
@@ -230,16 +214,6 @@ class CommandLine {
 
   CLI::Option *addJson(CLI::App &command) {
     return command.add_flag("--json", arguments_.json, "As one JSON object");
-  }
-
-  // No common options: it has no node.
-  void addCheck() {
-    CLI::App *command =
-        app_.add_subcommand(CHECK, "What the daemon makes of a definition file or an option, before it does");
-    command->parse_complete_callback([this] {
-      action_ = [this](const Arguments &, std::string &output) { return orv::checkCommand(check_, output); };
-    });
-    orv::addCheckOptions(*command, check_);
   }
 
   void addTagName(CLI::App &command) {
@@ -270,11 +244,8 @@ class CommandLine {
     CLI::App *wait = addCommand(*tag, "wait", "Wait until a tag is set", orv::tagWait);
     addTagName(*wait);
     addJson(*wait);
-    orv::addParsed(*wait, "--timeout", "For how long at most (else for ever)", "a number of seconds",
-                   [this](const std::string &text) {
-                     arguments_.timeoutS = orv::parseSeconds(text);
-                     return arguments_.timeoutS.has_value();
-                   })
+    orv::addParsedValue(*wait, "--timeout", "For how long at most (else for ever)", "a number of seconds",
+                        arguments_.timeoutS, orv::parseSeconds)
         ->type_name("SECONDS");
   }
 
@@ -298,9 +269,12 @@ class CommandLine {
     reset->require_subcommand(1);
     addCommonOptions(*reset);
     CLI::App *hold = addCommand(*reset, "hold", "Hold resets off while somebody debugs", orv::resetHold);
-    CLI::Option *minutes =
-        orv::addParsed(*hold, "MINUTES", "For how long: 1 to 1440 (else 30)", "a number from 1 to 1440",
-                       [this](const std::string &text) { return takeHoldMinutes(text); });
+    const auto parseMinutes = [](const std::string &text) {
+      const std::optional<uint32_t> number = orv::parseNumber(text);
+      return number && *number >= 1 && *number <= orv::MAX_RESET_HOLD_MIN ? number : std::nullopt;
+    };
+    CLI::Option *minutes = orv::addParsedValue(*hold, "MINUTES", "For how long: 1 to 1440 (else 30)",
+                                               "a number from 1 to 1440", arguments_.resetHoldMin, parseMinutes);
     minutes->type_name("");
     hold->add_flag("--off", arguments_.resetHoldOff, "Let resets through again")->excludes(minutes);
     addJson(*addCommand(*reset, "status", "Whether resets are held", orv::resetStatus));
@@ -321,26 +295,14 @@ class CommandLine {
   }
 
   void addNumber(CLI::App &command, const std::string &name, const std::string &description, uint32_t &number) {
-    orv::addParsed(command, name, description, "a number from 0 to 4294967295",
-                   [&number](const std::string &text) {
-                     const std::optional<uint32_t> parsed = orv::parseNumber(text);
-                     number = parsed.value_or(0);
-                     return parsed.has_value();
-                   })
+    orv::addParsedValue(command, name, description, "a number from 0 to 4294967295", number, orv::parseNumber)
         ->required()
         ->type_name("");
   }
 
-  bool takeHoldMinutes(const std::string &text) {
-    const std::optional<uint32_t> minutes = orv::parseNumber(text);
-    arguments_.resetHoldMin = minutes.value_or(0);
-    return minutes && *minutes >= 1 && *minutes <= orv::MAX_RESET_HOLD_MIN;
-  }
-
   CLI::App app_{
       "Looks at a node and its log, changes its tags, RAD parameters, run record and keys, sends and receives "
-      "messages, "
-      "rehearses a start-up and checks what it is made of.",
+      "messages, rehearses a start-up and checks what it is made of.",
       "orvctl"};
   Arguments arguments_;
   orv::LogArguments log_;

@@ -1,23 +1,22 @@
 // orvctl check over arbitrary bytes: the walks stay within the text, expect what the daemon's parsers make of it, and
 // what is found can be shown. The first byte chooses the kind of text.
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
 #include "Check.h"
+#include "DefinitionTable.h"
+#include "Require.h"
 #include "Utf8.h"
 #include "check/DaemonParsers.h"
 #include "check/DefinitionWalk.h"
 
 namespace {
 
-void require(bool condition) {
-  if (!condition) std::abort();
-}
+using orvfuzz::require;
 
 void checkWalk(const std::string &text) {
-  const auto table = orv::checking::readDefinitions(text);
+  const auto table = orv::readDefinitions(text);
   unsigned index = 0;
   for (const orv::checking::WalkedLine &line : orv::checking::walkDefinitions(text)) {
     require(line.span.end() <= text.size());

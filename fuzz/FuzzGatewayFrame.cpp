@@ -7,15 +7,13 @@
 #include "GatewayWire.h"
 #include "Inbox.h"
 #include "Outbox.h"
+#include "Require.h"
 
 using namespace orv::gateway;
 
 namespace {
 
-// Ends the run as a finding: the stack in libFuzzer's report names the line.
-void require(bool condition) {
-  if (!condition) __builtin_trap();
-}
+using orvfuzz::require;
 
 void checkMessage(std::string_view frame, Inbox &inbox) {
   MessageFrame parsed;

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -18,13 +17,9 @@
 #include "AaConfig.h"
 #include "AaMem.h"
 #include "AaStartup.h"
+#include "Require.h"
 
 namespace orvfuzz {
-
-// Ends the run as a finding: the stack in libFuzzer's report names the line.
-inline void require(bool condition) {
-  if (!condition) std::abort();
-}
 
 // To be called once per input: unsets all tags at every thousandth, so that a long run does not fill the node store.
 void forgetTagsFromTimeToTime();

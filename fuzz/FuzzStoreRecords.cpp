@@ -1,19 +1,16 @@
 // One record of a node store, of the kind that the first byte says: whatever the bytes, decoding gives an answer, and
 // what it accepts is what encoding would have written.
 #include <cstdint>
-#include <cstdlib>
 #include <iterator>
 #include <string>
 #include <string_view>
 
+#include "Require.h"
 #include "StoreCodec.h"
 
 namespace {
 
-// Ends the run as a finding: the stack in libFuzzer's report names the line.
-void require(bool condition) {
-  if (!condition) std::abort();
-}
+using orvfuzz::require;
 
 template <typename Record>
 void tryRecord(std::string_view bytes) {

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "DefinitionTable.h"
 #include "check/DaemonParsers.h"
 #include "check/DefinitionWalk.h"
 #include "check/ExecutablesWalk.h"

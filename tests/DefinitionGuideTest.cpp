@@ -5,13 +5,12 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
 
-#include "ApplicationDefinitions.h"
 #include "DaemonProcess.h"
+#include "DefinitionTable.h"
 #include "FreshDirectory.h"
 
 namespace {
@@ -79,18 +78,8 @@ Lines run(const std::string &command, const std::string &directory, int &exitSta
   return result.output;
 }
 
-bool nextCharacter(void *source, char &character) {
-  auto &text = *static_cast<std::string_view *>(source);
-  if (text.empty()) return false;
-  character = text[0];
-  text.remove_prefix(1);
-  return true;
-}
-
 unsigned definitionsIn(std::string_view text) {
-  const auto table = std::make_unique<AppExeDefTable>();
-  parseAppExeDefs(nextCharacter, &text, *table);
-  return table->count;
+  return orv::readDefinitions(text)->count;
 }
 
 // The text of the literal display of a manual page.

@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <csignal>
-#include <cstdio>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -60,12 +59,6 @@ std::vector<std::string> sanitizerEnvironment([[maybe_unused]] const TestNode &n
 }
 
 }  // namespace
-
-std::string hexText(uint32_t number) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%x", number);
-  return text;
-}
 
 const GatewayPlaces::Place &GatewayPlaces::of(uint16_t nid) const {
   const auto found = std::find_if(nodes.begin(), nodes.end(), [&](const Place &place) { return place.nid == nid; });

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "HexText.h"
 #include "TestNode.h"
 
 constexpr uint16_t MASTER = 0x1011;
@@ -22,7 +23,7 @@ constexpr uint32_t FIRST_CPID = 0x1000;
 constexpr uint32_t addressOf(uint16_t nid, uint32_t cpid = FIRST_CPID) {
   return static_cast<uint32_t>(nid) << 16 | cpid;
 }
-std::string hexText(uint32_t number);
+using orv::hexText;
 
 // Where the gateways of the nodes are.
 struct GatewayPlaces {

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "Clock.h"
 #include "ErrorList.h"
 
 namespace {
@@ -14,7 +15,7 @@ using orv::LogFilter;
 using orv::LogPart;
 using orv::LogSource;
 
-constexpr uint64_t NS_PER_S = 1'000'000'000;
+using orv::NS_PER_S;
 
 Event event(uint64_t sequence, EventKind kind, const std::string &text, uint32_t euId = 0) {
   Event made;
@@ -83,42 +84,48 @@ TEST(LogFollow, LinesOfTheRunBeforeAreToldByItsOwnClockAndNames) {
   EXPECT_EQ(texts(takeNewLines(cursor, source, {})), (Texts{"1 radio last", "2 - run started: pid 5", "2 pump first"}));
 }
 
+constexpr uint32_t RADIO = 4;
+
+LogSource sourceWithRadio() {
+  LogSource source = sourceOf(1, {});
+  source.eus = {{}};
+  source.eus[0].id = RADIO;
+  source.eus[0].name = "radio";
+  return source;
+}
+
+LogFilter radioAlone() {
+  LogFilter filter;
+  filter.euName = "radio";
+  return filter;
+}
+
 TEST(LogFollow, OutputGoesOnWhereItWasAndCountsWhatIsNotKept) {
   const auto line = [](uint64_t number) {
     return orv::OutputLine{number, number * NS_PER_S, false, "line " + std::to_string(number)};
   };
-  LogFilter filter;
-  filter.euName = "radio";
-  LogSource source = sourceOf(1, {});
-  source.eus = {{}};
-  source.eus[0].id = 4;
-  source.eus[0].name = "radio";
-  source.outputs[4].first = {line(1), line(2)};
+  LogSource source = sourceWithRadio();
+  source.outputs[RADIO].first = {line(1), line(2)};
   LogCursor cursor;
-  EXPECT_EQ(texts(takeNewLines(cursor, source, filter)), (Texts{"1 radio line 1", "1 radio line 2"}));
-  EXPECT_EQ(texts(takeNewLines(cursor, source, filter)), Texts());
-  source.outputs[4].first.push_back(line(3));
-  source.outputs[4].last = {line(7), line(8)};
-  EXPECT_EQ(texts(takeNewLines(cursor, source, filter)),
+  EXPECT_EQ(texts(takeNewLines(cursor, source, radioAlone())), (Texts{"1 radio line 1", "1 radio line 2"}));
+  EXPECT_EQ(texts(takeNewLines(cursor, source, radioAlone())), Texts());
+  source.outputs[RADIO].first.push_back(line(3));
+  source.outputs[RADIO].last = {line(7), line(8)};
+  EXPECT_EQ(texts(takeNewLines(cursor, source, radioAlone())),
             (Texts{"1 radio line 3", "1 radio ... 3 lines dropped ...", "1 radio line 7", "1 radio line 8"}));
-  source.outputs[4].last.push_back(line(9));
-  EXPECT_EQ(texts(takeNewLines(cursor, source, filter)), (Texts{"1 radio line 9"}));
+  source.outputs[RADIO].last.push_back(line(9));
+  EXPECT_EQ(texts(takeNewLines(cursor, source, radioAlone())), (Texts{"1 radio line 9"}));
 }
 
 TEST(LogFollow, OutputOfANewRunBeginsAnew) {
-  LogFilter filter;
-  filter.euName = "radio";
-  LogSource source = sourceOf(1, {});
-  source.eus = {{}};
-  source.eus[0].id = 4;
-  source.eus[0].name = "radio";
-  source.outputs[4].first = {{1, NS_PER_S, false, "old"}};
+  LogSource source = sourceWithRadio();
+  source.outputs[RADIO].first = {{1, NS_PER_S, false, "old"}};
   LogCursor cursor;
-  takeNewLines(cursor, source, filter);
+  takeNewLines(cursor, source, radioAlone());
   LogSource second = sourceOf(2, {event(3, EventKind::RUN_STARTED, "")});
   second.eus = source.eus;
-  second.outputs[4].first = {{1, 4 * NS_PER_S, false, "new"}};
-  EXPECT_EQ(texts(takeNewLines(cursor, second, filter)), (Texts{"2 radio new"}));
+  second.outputs[RADIO].first = {{1, 4 * NS_PER_S, false, "new"}};
+  EXPECT_EQ(texts(takeNewLines(cursor, second, radioAlone())), (Texts{"2 radio new"}));
 }
 
 TEST(LogFollow, FilterHoldsForWhatComes) {

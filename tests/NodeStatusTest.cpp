@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "Clock.h"
 #include "StatusFacts.h"
 #include "StatusView.h"
 #include "Terminal.h"

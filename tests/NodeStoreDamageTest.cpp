@@ -43,17 +43,21 @@ class NodeStoreDamage : public NodeStoreTest {
   }
 };
 
+void readAll(const NodeStore &store) {
+  store.tags();
+  store.eus();
+  store.rads();
+  store.events();
+  store.output(5);
+  store.euStatuses();
+}
+
 // As a daemon that starts the node and then as its programs: 0 or SET_ASIDE when all of it can be done.
 int useAll(const std::string &directory) {
   std::unique_ptr<NodeStore> store;
   std::string setAside;
   if (!NodeStore::open(directory, Access::CREATE, store, &setAside).ok()) return 1;
-  store->tags();
-  store->eus();
-  store->rads();
-  store->events();
-  store->output(5);
-  store->euStatuses();
+  readAll(*store);
   if (!store->beginRun(someRun()).ok()) return 2;
   for (int i = 0; i < 100; ++i) {
     const std::string name = "tag" + std::to_string(i);
@@ -67,12 +71,7 @@ int look(const std::string &directory) {
   std::unique_ptr<NodeStore> store;
   const Status status = NodeStore::open(directory, Access::EXAMINED, store);
   if (!status.ok()) return status.message.empty() ? 1 : 0;
-  store->tags();
-  store->eus();
-  store->rads();
-  store->events();
-  store->output(5);
-  store->euStatuses();
+  readAll(*store);
   store->run();
   return 0;
 }

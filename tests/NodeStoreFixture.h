@@ -20,6 +20,7 @@
 
 #include "FreshDirectory.h"
 #include "NodeStore.h"
+#include "TextLines.h"
 
 namespace storetest {
 
@@ -58,10 +59,6 @@ inline orv::RunInfo someRun() {
   run.startedNs = 1000;
   run.startedRealtimeNs = 2000;
   return run;
-}
-
-inline bool contains(const std::string &whole, const std::string &part) {
-  return whole.find(part) != std::string::npos;
 }
 
 // A process made by fork. It must not use what its parent opened.

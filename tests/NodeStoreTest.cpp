@@ -3,6 +3,7 @@
 
 #include <vector>
 
+#include "Clock.h"
 #include "NodeStoreFixture.h"
 
 using namespace storetest;

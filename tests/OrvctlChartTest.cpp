@@ -6,8 +6,10 @@
 #include <fstream>
 #include <sstream>
 
+#include "OrvctlFixture.h"
 #include "StartupModel.h"
 #include "TestNode.h"
+#include "TextLines.h"
 
 namespace {
 
@@ -17,17 +19,10 @@ using orv::StartupState;
 using orv::WaitState;
 using Lines = std::vector<std::string>;
 
-constexpr int DONE = 0;
-constexpr int NO = 1;
-constexpr int USAGE = 2;
-constexpr int FAILED = 3;
-
-std::string joined(const Lines &lines) {
-  std::string text;
-  for (const std::string &line : lines)
-    text += line + "\n";
-  return text;
-}
+using orvctltest::DONE;
+using orvctltest::FAILED;
+using orvctltest::NO;
+using orvctltest::USAGE;
 
 class OrvctlChart : public DaemonTest {
  protected:

@@ -10,6 +10,7 @@
 
 #include "DaemonProcess.h"
 #include "FreshDirectory.h"
+#include "TextLines.h"
 
 namespace {
 
@@ -25,13 +26,6 @@ constexpr int BAD_USE = 64;
 constexpr const char *GOOD = "radio;/bin/sh;;0;1;radio.online\n";
 constexpr const char *DOUBTFUL = "radio;/bin/sh;;0;5;radio.online\n";
 constexpr const char *WRONG = "radio;;;0;1;radio.online\n";
-
-std::string joined(const Lines &lines) {
-  std::string text;
-  for (const std::string &line : lines)
-    text += line + "\n";
-  return text;
-}
 
 class OrvctlCheck : public testing::Test {
  protected:

@@ -10,10 +10,12 @@
 #include <string>
 #include <vector>
 
+#include "Clock.h"
 #include "DaemonProcess.h"
 #include "FreshDirectory.h"
 #include "NodeStore.h"
 #include "RunRecord.h"
+#include "TextLines.h"
 
 namespace orvctltest {
 
@@ -28,17 +30,6 @@ constexpr int DONE = 0;
 constexpr int NO = 1;
 constexpr int USAGE = 2;
 constexpr int FAILED = 3;
-
-inline bool contains(const std::string &whole, const std::string &part) {
-  return whole.find(part) != std::string::npos;
-}
-
-inline std::string joined(const Lines &lines) {
-  std::string text;
-  for (const std::string &line : lines)
-    text += line + "\n";
-  return text;
-}
 
 class Orvctl : public testing::Test {
  protected:

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <csignal>
 
+#include "Clock.h"
 #include "OrvctlFixture.h"
 
 using namespace orvctltest;

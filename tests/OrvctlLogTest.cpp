@@ -1,6 +1,7 @@
 // orvctl log: what the store tells of the node and of one EU, in the order of time, for people and for programs.
 #include <gtest/gtest.h>
 
+#include "Clock.h"
 #include "OrvctlFixture.h"
 
 using namespace orvctltest;
@@ -11,8 +12,8 @@ using orv::Event;
 using orv::EventKind;
 using orv::OutputLine;
 
-constexpr uint64_t NS_PER_MS = 1'000'000;
-constexpr uint64_t NS_PER_S = 1000 * NS_PER_MS;
+using orv::NS_PER_MS;
+using orv::NS_PER_S;
 constexpr uint64_t START_NS = 1000 * NS_PER_S;
 constexpr uint32_t INFO = 2;
 constexpr uint32_t WARNING = 3;

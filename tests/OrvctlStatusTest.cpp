@@ -2,6 +2,7 @@
 // now.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -48,6 +49,15 @@ class Stranger {
 TEST_F(OrvctlStatus, SaysThatNoRunHasBegun) {
   store();
   EXPECT_EQ(output(DONE, {"status"}), "No run of this node has begun yet.\n");
+}
+
+TEST_F(OrvctlStatus, DefinitionFileThatIsNoFileHoldsNobodyUp) {
+  const Stranger daemon;
+  beginRun(daemon.pid());
+  const std::string fifo = directory_.path("definitions");
+  ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+  ASSERT_TRUE(store()->setTag("app.hwapi.appcfg.filename", {TagType::STRING, 0, fifo}).ok());
+  EXPECT_TRUE(contains(output(DONE, {"status"}), "state     up\n"));
 }
 
 TEST_F(OrvctlStatus, ShowsTheRunOfALivingDaemon) {

@@ -6,6 +6,7 @@
 
 #include <sstream>
 
+#include "Clock.h"
 #include "OrvctlFixture.h"
 #include "ProcessTree.h"
 
@@ -15,7 +16,7 @@ namespace {
 
 using OrvctlTagList = Orvctl;
 
-constexpr uint64_t NS_PER_S = 1'000'000'000;
+using orv::NS_PER_S;
 
 uint32_t ownPid() {
   return static_cast<uint32_t>(getpid());

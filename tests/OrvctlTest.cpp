@@ -7,6 +7,7 @@
 
 #include <thread>
 
+#include "Clock.h"
 #include "OrvctlFixture.h"
 
 using namespace orvctltest;

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "Clock.h"
 #include "NodeStoreFixture.h"
 #include "WaitUntil.h"
 

@@ -11,6 +11,7 @@
 #include "FreshDirectory.h"
 #include "ScenarioFile.h"
 #include "SimulationLibraries.h"
+#include "TextLines.h"
 
 namespace {
 
@@ -28,13 +29,6 @@ constexpr const char *DEFINITIONS =
     "pump;/opt/pump;;0;3;pump.online\n"
     "recorder;/opt/recorder;;0;0;\n";
 
-std::string joined(const Lines &lines) {
-  std::string text;
-  for (const std::string &line : lines)
-    text += line + "\n";
-  return text;
-}
-
 // With single blanks: how wide a column is depends on what else stands in it.
 std::string squeezed(const std::string &text) {
   std::string result;
@@ -44,8 +38,8 @@ std::string squeezed(const std::string &text) {
   return result;
 }
 
-bool contains(const std::string &whole, const std::string &part) {
-  return squeezed(whole).find(squeezed(part)) != std::string::npos;
+bool shows(const std::string &whole, const std::string &part) {
+  return contains(squeezed(whole), squeezed(part));
 }
 
 class Rehearse : public testing::Test {
@@ -144,7 +138,7 @@ TEST_F(Rehearse, ScenarioIsToldAsATimeLine) {
 TEST_F(Rehearse, RelativeNamesAreThoseOfTheCallersFolder) {
   directory_.write("s.toml", "[[file]]\nname = \"/rom/AppDef.txt\"\nsource = \"a.txt\"\n");
   directory_.write("a.txt", "a;/opt/a;;0;0;\n");
-  EXPECT_TRUE(contains(output(WHOLE, {"s.toml"}), "a started: /opt/a\n"));
+  EXPECT_TRUE(shows(output(WHOLE, {"s.toml"}), "a started: /opt/a\n"));
 }
 
 TEST_F(Rehearse, SignalBeforeTheNodeIsUpIsAFailure) {
@@ -152,35 +146,35 @@ TEST_F(Rehearse, SignalBeforeTheNodeIsUpIsAFailure) {
                    "[[file]]\nname = \"/rom/AppDef.txt\"\ntext = \"a;/opt/a;;0;0;a.online\"\n"
                    "[[signal]]\nname = \"SIGTERM\"\nat = \"3s\"\n");
   const std::string text = output(FAILURES, {"s.toml"});
-  EXPECT_TRUE(contains(text, "!!  3 s  daemon  is not prepared for SIGTERM\n")) << text;
-  EXPECT_TRUE(contains(text, "!!  3 s  a       still not online (a.online)\n")) << text;
-  EXPECT_TRUE(contains(text, "!!  3 s  daemon  is killed by SIGTERM\n")) << text;
-  EXPECT_TRUE(contains(text, "The node does not come up: a was not online yet; the daemon is killed by SIGTERM.\n"))
+  EXPECT_TRUE(shows(text, "!!  3 s  daemon  is not prepared for SIGTERM\n")) << text;
+  EXPECT_TRUE(shows(text, "!!  3 s  a       still not online (a.online)\n")) << text;
+  EXPECT_TRUE(shows(text, "!!  3 s  daemon  is killed by SIGTERM\n")) << text;
+  EXPECT_TRUE(shows(text, "The node does not come up: a was not online yet; the daemon is killed by SIGTERM.\n"))
       << text;
 }
 
 TEST_F(Rehearse, MessageThatIsExpectedAndNotSentIsAFailure) {
   directory_.write("s.toml", "[[file]]\nname = \"/rom/AppDef.txt\"\ntext = \"\"\n[[expect_message]]\nid = 5\n");
-  EXPECT_TRUE(contains(output(FAILURES, {"s.toml"}), "but not whole: message 0x5 is not sent.\n"));
+  EXPECT_TRUE(shows(output(FAILURES, {"s.toml"}), "but not whole: message 0x5 is not sent.\n"));
 }
 
 TEST_F(Rehearse, NodeThatIsLeftAsItIsIsWhole) {
   directory_.write("s.toml", "end_signal = \"none\"\n[[file]]\nname = \"/rom/AppDef.txt\"\ntext = \"\"\n");
-  EXPECT_TRUE(contains(output(WHOLE, {"s.toml"}), "daemon  runs on, and nothing more is going to happen\n"));
+  EXPECT_TRUE(shows(output(WHOLE, {"s.toml"}), "daemon  runs on, and nothing more is going to happen\n"));
 }
 
 TEST_F(Rehearse, DaemonCaughtInALoopIsAFailure) {
   directory_.write("s.toml", "max_operations = 20\n[[file]]\nname = \"/rom/AppDef.txt\"\ntext = \"\"\n");
   EXPECT_TRUE(
-      contains(output(FAILURES, {"s.toml"}), "The node does not come up: the daemon makes more than 20 operations"));
+      shows(output(FAILURES, {"s.toml"}), "The node does not come up: the daemon makes more than 20 operations"));
 }
 
 TEST_F(Rehearse, ResetOfTheBoardHasAnExitStatusOfItsOwn) {
   const std::string text = rehearsed(RESET, {"--late", "pump=never", "--watchdog"});
-  EXPECT_TRUE(contains(text, "!!  4 min 1 s   daemon  a board reset is asked for, in 30 s\n")) << text;
-  EXPECT_TRUE(contains(text,
-                       "The node does not come up: the board is reset after 4 min 31 s: "
-                       "pump does not come online in time.\n"))
+  EXPECT_TRUE(shows(text, "!!  4 min 1 s   daemon  a board reset is asked for, in 30 s\n")) << text;
+  EXPECT_TRUE(shows(text,
+                    "The node does not come up: the board is reset after 4 min 31 s: "
+                    "pump does not come online in time.\n"))
       << text;
 }
 
@@ -189,10 +183,10 @@ TEST_F(Rehearse, ResetOfTheBoardHasAnExitStatusOfItsOwn) {
 TEST_F(Rehearse, DaemonGetsWhatStandsBehindTheDashes) {
   const std::string text = rehearsed(
       WHOLE, {"--", "--startup=nid=0x2011,executable=/opt/x -v#x.online,notifreceiver=0xf011315", "-c", "x.online=1"});
-  EXPECT_TRUE(contains(text, "starts the CE of node 0x2011\n")) << text;
-  EXPECT_TRUE(contains(text, "/opt/x    started: /opt/x -v\n")) << text;
-  EXPECT_TRUE(contains(text, "/opt/x    online at once (x.online)\n")) << text;
-  EXPECT_TRUE(contains(text, "sends message 0x1b9d (initialisation finished) to 0xf011315\n")) << text;
+  EXPECT_TRUE(shows(text, "starts the CE of node 0x2011\n")) << text;
+  EXPECT_TRUE(shows(text, "/opt/x    started: /opt/x -v\n")) << text;
+  EXPECT_TRUE(shows(text, "/opt/x    online at once (x.online)\n")) << text;
+  EXPECT_TRUE(shows(text, "sends message 0x1b9d (initialisation finished) to 0xf011315\n")) << text;
 }
 
 TEST_F(Rehearse, NothingBehindTheDashesIsNoArgument) {
@@ -205,8 +199,8 @@ TEST_F(Rehearse, NothingBehindTheDashesIsNoArgument) {
 
 TEST_F(Rehearse, ComplaintsOfTheDaemonAreToldWithoutItsPlace) {
   const std::string text = rehearsed(FAILURES, {"--", "--startup=nidd=5", "--bogus"});
-  EXPECT_TRUE(contains(text, "!!  0 s  daemon    says: Unknown option 'nidd=5'\n")) << text;
-  EXPECT_TRUE(contains(text, "!!  0 s  daemon    says: ORVDaemonExe: unrecognized option '--bogus'\n")) << text;
+  EXPECT_TRUE(shows(text, "!!  0 s  daemon    says: Unknown option 'nidd=5'\n")) << text;
+  EXPECT_TRUE(shows(text, "!!  0 s  daemon    says: ORVDaemonExe: unrecognized option '--bogus'\n")) << text;
 }
 
 TEST_F(Rehearse, CallersEnvironmentMakesNoDifference) {
@@ -223,7 +217,7 @@ TEST_F(Rehearse, CallersEnvironmentMakesNoDifference) {
 TEST_F(Rehearse, TraceIsPrintedWhole) {
   const std::string text = rehearsed(WHOLE, {"--trace"});
   EXPECT_TRUE(text.starts_with("0.000 main err: RT-ORV build ")) << text;
-  EXPECT_TRUE(contains(text, "0.000 1:ceInternalStartupEu AaConfigTagIsSet(\"radio.online\") = 0\n"));
+  EXPECT_TRUE(shows(text, "0.000 1:ceInternalStartupEu AaConfigTagIsSet(\"radio.online\") = 0\n"));
   EXPECT_TRUE(text.ends_with("2.000 node end: exit status 0\n"));
   rehearsed(FAILURES, {"--trace", "--fail", "radio"});
 }
@@ -231,11 +225,11 @@ TEST_F(Rehearse, TraceIsPrintedWhole) {
 TEST_F(Rehearse, JsonTellsTheSame) {
   const std::string text = rehearsed(RESET, {"--json", "--seed", "0xff", "--crash=pump=5", "--watchdog"});
   EXPECT_TRUE(text.starts_with("{\n  \"scenario\": \"\",\n  \"seed\": 255,\n  \"verdict\": \"reset\",\n")) << text;
-  EXPECT_TRUE(contains(text, "\"complete_ms\": 2000,\n")) << text;
-  EXPECT_TRUE(contains(text,
-                       "{\"at_ms\": 6000, \"event\": \"program-ended\", \"mark\": \"failure\", \"who\": \"pump\", "
-                       "\"text\": \"exited with 1 after 5 s\", \"eu\": 3, \"ran_ms\": 5000, \"result\": 5, "
-                       "\"wait_status\": 256},\n"))
+  EXPECT_TRUE(shows(text, "\"complete_ms\": 2000,\n")) << text;
+  EXPECT_TRUE(shows(text,
+                    "{\"at_ms\": 6000, \"event\": \"program-ended\", \"mark\": \"failure\", \"who\": \"pump\", "
+                    "\"text\": \"exited with 1 after 5 s\", \"eu\": 3, \"ran_ms\": 5000, \"result\": 5, "
+                    "\"wait_status\": 256},\n"))
       << text;
   EXPECT_TRUE(text.ends_with("\"text\": \"the board is reset\"}\n  ]\n}\n")) << text;
 }
@@ -248,19 +242,19 @@ TEST_F(Rehearse, OneSeedIsOneStory) {
 
 TEST_F(Rehearse, SeedReplacesTheScenarios) {
   const std::string file = directory_.write("s.toml", "seed = 5\n");
-  EXPECT_TRUE(contains(output(FAILURES, {file, "--json"}), "\"seed\": 5,\n"));
-  EXPECT_TRUE(contains(output(FAILURES, {file, "--json", "--seed=6"}), "\"seed\": 6,\n"));
+  EXPECT_TRUE(shows(output(FAILURES, {file, "--json"}), "\"seed\": 5,\n"));
+  EXPECT_TRUE(shows(output(FAILURES, {file, "--json", "--seed=6"}), "\"seed\": 6,\n"));
 }
 
 TEST_F(Rehearse, NoColoursInAPipe) {
-  EXPECT_FALSE(contains(rehearsed(FAILURES, {"--fail", "radio"}), "\x1b"));
+  EXPECT_FALSE(shows(rehearsed(FAILURES, {"--fail", "radio"}), "\x1b"));
 }
 
 TEST_F(Rehearse, HelpTellsTheExitCodesAndTheDefaultArguments) {
   const std::string text = output(0, {"--help"});
   for (const char *part : {"--definitions", "--fail", "--late", "--crash", "--watchdog", "--write-scenario", "--seed",
                            "--daemon", "--trace", "--json", "--startup=nid=0x1011", "  64 "})
-    EXPECT_TRUE(contains(text, part)) << part;
+    EXPECT_TRUE(shows(text, part)) << part;
 }
 
 // --- definitions ----------------------------------------------------------------------------------------------------
@@ -272,38 +266,37 @@ TEST_F(RehearseDefinitions, EveryApplicationComesOnline) {
 
 TEST_F(RehearseDefinitions, ApplicationThatFailsCannotBeStarted) {
   const std::string text = rehearsed(FAILURES, {"--fail", "radio", "--fail", "recorder"});
-  EXPECT_TRUE(contains(text, "radio could not be started: No such file or directory (/opt/radio)\n")) << text;
-  EXPECT_TRUE(contains(text, "recorder could not be started: No such file or directory (/opt/recorder)\n")) << text;
+  EXPECT_TRUE(shows(text, "radio could not be started: No such file or directory (/opt/radio)\n")) << text;
+  EXPECT_TRUE(shows(text, "recorder could not be started: No such file or directory (/opt/recorder)\n")) << text;
 }
 
 TEST_F(RehearseDefinitions, LateApplicationComesThatLate) {
-  EXPECT_TRUE(
-      contains(rehearsed(WHOLE, {"--late", "radio=239.5"}), "radio online after 3 min 59.5 s (radio.online)\n"));
-  EXPECT_TRUE(contains(rehearsed(WHOLE, {"--late", "radio=2min"}), "radio online after 2 min (radio.online)\n"));
+  EXPECT_TRUE(shows(rehearsed(WHOLE, {"--late", "radio=239.5"}), "radio online after 3 min 59.5 s (radio.online)\n"));
+  EXPECT_TRUE(shows(rehearsed(WHOLE, {"--late", "radio=2min"}), "radio online after 2 min (radio.online)\n"));
   const std::string tooLate = rehearsed(FAILURES, {"--late", "radio=300"});
-  EXPECT_TRUE(contains(tooLate, "radio not online after 4 min (radio.online): given up\n")) << tooLate;
-  EXPECT_TRUE(contains(tooLate, " ! 5 min radio sets tag radio.online, too late\n")) << tooLate;
+  EXPECT_TRUE(shows(tooLate, "radio not online after 4 min (radio.online): given up\n")) << tooLate;
+  EXPECT_TRUE(shows(tooLate, " ! 5 min radio sets tag radio.online, too late\n")) << tooLate;
 }
 
 TEST_F(RehearseDefinitions, CrashComesAfterTheTagOrBeforeIt) {
   const std::string after = rehearsed(FAILURES, {"--crash", "radio=1.001"});
-  EXPECT_TRUE(contains(after, "radio online after 1 s (radio.online)\n")) << after;
-  EXPECT_TRUE(contains(after, "radio exited with 1 after 1.001 s\n")) << after;
+  EXPECT_TRUE(shows(after, "radio online after 1 s (radio.online)\n")) << after;
+  EXPECT_TRUE(shows(after, "radio exited with 1 after 1.001 s\n")) << after;
   const std::string before = rehearsed(FAILURES, {"--crash", "radio=1"});
-  EXPECT_TRUE(contains(before, "radio exited with 1 after 1 s\n")) << before;
-  EXPECT_TRUE(contains(before, "radio not online after 4 min (radio.online): given up\n")) << before;
+  EXPECT_TRUE(shows(before, "radio exited with 1 after 1 s\n")) << before;
+  EXPECT_TRUE(shows(before, "radio not online after 4 min (radio.online): given up\n")) << before;
 }
 
 TEST_F(RehearseDefinitions, LateApplicationMayCrashAsWell) {
-  EXPECT_TRUE(contains(rehearsed(FAILURES, {"--late", "radio=5", "--crash", "radio=9"}),
-                       "The node comes up after 6 s, but not whole: radio exited with 1.\n"));
+  EXPECT_TRUE(shows(rehearsed(FAILURES, {"--late", "radio=5", "--crash", "radio=9"}),
+                    "The node comes up after 6 s, but not whole: radio exited with 1.\n"));
 }
 
 TEST_F(RehearseDefinitions, SameCommandsAreToldApart) {
   directory_.write("same.txt", "a;/bin/x;1;0;0;a.on\nb;/bin/x;1;0;0;b.on\nc;/bin/x;2;0;0;c.on\n");
   const std::string text = output(FAILURES, {"--definitions", "same.txt", "--crash", "b=5"});
-  EXPECT_TRUE(contains(text, "!!  6 s  b           exited with 1 after 5 s\n")) << text;
-  EXPECT_TRUE(contains(text, "3 s  c           online after 1 s (c.on)\n")) << text;
+  EXPECT_TRUE(shows(text, "!!  6 s  b           exited with 1 after 5 s\n")) << text;
+  EXPECT_TRUE(shows(text, "3 s  c           online after 1 s (c.on)\n")) << text;
 }
 
 TEST_F(RehearseDefinitions, WrittenScenarioIsTheOneThatIsRun) {

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 
+#include "Clock.h"
 #include "FakeBoard.h"
 #include "FreshDirectory.h"
 #include "RunRecord.h"
@@ -24,7 +25,6 @@ class ResetHoldFile : public testing::Test {
     directory_.write("reset-hold", bootId + " " + std::to_string(endNs) + "\n");
   }
 
-  static constexpr uint64_t NS_PER_MIN = 60'000'000'000;
   FreshDirectory directory_;
 };
 
@@ -34,14 +34,14 @@ TEST_F(ResetHoldFile, NothingIsHeldWhereThereIsNoFile) {
 
 TEST_F(ResetHoldFile, HoldLastsForItsMinutes) {
   ASSERT_TRUE(orv::holdResets(directory_.path(), 2).ok());
-  EXPECT_GT(left(), NS_PER_MIN);
-  EXPECT_LE(left(), 2 * NS_PER_MIN);
+  EXPECT_GT(left(), orv::NS_PER_MIN);
+  EXPECT_LE(left(), 2 * orv::NS_PER_MIN);
 }
 
 TEST_F(ResetHoldFile, LaterHoldReplacesTheEarlierOne) {
   ASSERT_TRUE(orv::holdResets(directory_.path(), 60).ok());
   ASSERT_TRUE(orv::holdResets(directory_.path(), 1).ok());
-  EXPECT_LE(left(), NS_PER_MIN);
+  EXPECT_LE(left(), orv::NS_PER_MIN);
 }
 
 TEST_F(ResetHoldFile, HoldIsOverAtItsEnd) {

@@ -8,6 +8,7 @@
 #include "StartupSvg.h"
 #include "StartupView.h"
 #include "Svg.h"
+#include "Utf8.h"
 
 using namespace startuptest;
 
@@ -52,7 +53,7 @@ class Picture {
     const std::string kind = text.attribute("class").as_string();
     const bool isSmall = kind.find("label") != std::string::npos || kind == "inbar";
     const double factor = kind == "title" ? 1.7 : isSmall ? 0.85 : kind.find("name") != std::string::npos ? 1 : 0.92;
-    const double width = static_cast<double>(orv::characters(text.child_value())) * CHARACTER_WIDTH * factor;
+    const double width = static_cast<double>(orv::utf8Characters(text.child_value())) * CHARACTER_WIDTH * factor;
     const std::string anchor = text.attribute("text-anchor").as_string("start");
     double left = text.attribute("x").as_double();
     if (anchor == "middle") left -= width / 2;

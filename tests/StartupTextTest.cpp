@@ -9,6 +9,7 @@
 #include "StartupView.h"
 #include "Terminal.h"
 #include "TimeAxis.h"
+#include "Utf8.h"
 
 using namespace startuptest;
 
@@ -54,7 +55,7 @@ TEST(Shortened, CutsBetweenCharacters) {
   EXPECT_EQ(orv::shortened("pump", 4), "pump");
   EXPECT_EQ(orv::shortened("pumps", 4), "pum\u2026");
   EXPECT_EQ(orv::shortened("\u00fc\u00fc\u00fc\u00fc", 3), "\u00fc\u00fc\u2026");
-  EXPECT_EQ(orv::characters("\u00fc\u2026a"), 3U);
+  EXPECT_EQ(orv::utf8Characters("\u00fc\u2026a"), 3U);
 }
 
 TEST(StartupChartText, ShowsEverythingThatCanHappen) {

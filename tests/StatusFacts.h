@@ -7,12 +7,13 @@
 
 #include <string>
 
+#include "Clock.h"
 #include "NodeStatus.h"
 
 namespace statusfacts {
 
-constexpr uint64_t NS_PER_MS = 1'000'000;
-constexpr uint64_t NS_PER_S = 1000 * NS_PER_MS;
+using orv::NS_PER_MS;
+using orv::NS_PER_S;
 constexpr uint64_t START_NS = 1000 * NS_PER_S;
 
 inline orv::Tag tagSetBy(const std::string &name, const std::string &euName, uint64_t afterMs) {
@@ -62,7 +63,6 @@ inline orv::StatusSource waitingNode() {
                           {true, "pump", "/bin/pump", "", 3, "pump.online"},
                           {true, "valve", "/bin/valve", "-v", 2, "valve.online"}};
   source.plan.definitionFile = "/etc/AppDef.txt";
-  source.plan.definitionsAreKnown = true;
   orv::StartupModel model;
   model.run = 3;
   model.state = orv::StartupState::GOING_ON;

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "Clock.h"
+
 namespace {
 
 using orv::ProcessStat;
@@ -11,7 +13,7 @@ using orv::Tag;
 using orv::TagListing;
 using Warnings = std::vector<std::string>;
 
-constexpr uint64_t NS_PER_S = 1'000'000'000;
+using orv::NS_PER_S;
 constexpr uint32_t SETTER = 50;
 constexpr uint64_t SETTER_TICKS = 4000;  // 40 s after the boot
 

@@ -6,15 +6,12 @@
 
 #include "FakeBoard.h"
 #include "RunRecord.h"
+#include "TextLines.h"
 
 namespace {
 
 using WhyReset = FakeBoard;
 using Lines = std::vector<std::string>;
-
-bool contains(const std::string &whole, const std::string &part) {
-  return whole.find(part) != std::string::npos;
-}
 
 TEST_F(WhyReset, FirstStartKnowsOfNothing) {
   startAndStop();

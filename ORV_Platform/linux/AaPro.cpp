@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Caretaker.h"
+#include "Clock.h"
 #include "Command.h"
 #include "ExecutionUnits.h"
 #include "Platform.h"

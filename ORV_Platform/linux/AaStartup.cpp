@@ -11,6 +11,7 @@
 
 #include "BoardSettings.h"
 #include "Caretaker.h"
+#include "Clock.h"
 #include "Command.h"
 #include "ExecutionUnits.h"
 #include "FlightRecorder.h"

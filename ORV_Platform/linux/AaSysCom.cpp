@@ -12,6 +12,7 @@
 #include "AaStartup.h"
 #include "ExecutionUnits.h"
 #include "GatewayLoader.h"
+#include "HexText.h"
 #include "NoThrow.h"
 #include "NodePaths.h"
 #include "Platform.h"

@@ -14,6 +14,7 @@
 #include <string_view>
 
 #include "AaStartup.h"
+#include "Clock.h"
 #include "Datagrams.h"
 #include "ExecutionUnits.h"
 #include "FlightRecord.h"

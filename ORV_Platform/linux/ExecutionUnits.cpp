@@ -11,6 +11,7 @@
 #include <mutex>
 #include <vector>
 
+#include "Clock.h"
 #include "Platform.h"
 #include "ServiceManager.h"
 #include "StartupStage.h"

@@ -4,6 +4,8 @@
 #include <array>
 #include <type_traits>
 
+#include "Utf8.h"
+
 namespace orv {
 namespace {
 
@@ -18,14 +20,6 @@ constexpr size_t MAX_EVENT_TEXT = 80;  // bytes, as all below
 constexpr size_t MAX_LINE = 120;       // of last words and the board's words
 constexpr size_t MAX_NAME = 255;       // of everything else
 constexpr size_t MAX_LIST = 16;        // lines of a list of a start
-
-// Whole characters of UTF-8, as far as they go.
-std::string cut(const std::string &text, size_t length) {
-  if (text.size() <= length) return text;
-  while (length > 0 && (static_cast<uint8_t>(text[length]) & 0xC0) == 0x80)
-    --length;
-  return text.substr(0, length);
-}
 
 class Writer {
  public:
@@ -174,16 +168,16 @@ void keepLast(std::vector<Item> &items, size_t count) {
 FlightEntry shortened(FlightEntry entry) {
   for (std::string *text :
        {&entry.bootId, &entry.stage, &entry.means, &entry.euName, &entry.path, &entry.args, &entry.tag})
-    *text = cut(*text, MAX_NAME);
+    *text = utf8Cut(*text, MAX_NAME);
   keepLast(entry.events, MAX_FLIGHT_EVENTS);
   keepLast(entry.lastWords, MAX_FLIGHT_LAST_WORDS);
   for (std::vector<std::string> *list : {&entry.boardWords, &entry.kernelRecords, &entry.lastWords}) {
     if (list->size() > MAX_LIST) list->resize(MAX_LIST);
     for (std::string &line : *list)
-      line = cut(line, MAX_LINE);
+      line = utf8Cut(line, MAX_LINE);
   }
   for (FlightEvent &event : entry.events)
-    event.text = cut(event.text, MAX_EVENT_TEXT);
+    event.text = utf8Cut(event.text, MAX_EVENT_TEXT);
   return entry;
 }
 

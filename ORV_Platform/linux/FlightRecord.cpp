@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -109,22 +108,7 @@ int readSlots(int descriptor, FlightRecord &record) {
   return 0;
 }
 
-uint64_t now(clockid_t clock) {
-  constexpr uint64_t NS_PER_S = 1'000'000'000;
-  timespec time{};
-  clock_gettime(clock, &time);
-  return static_cast<uint64_t>(time.tv_sec) * NS_PER_S + static_cast<uint64_t>(time.tv_nsec);
-}
-
 }  // namespace
-
-uint64_t boottimeNs() {
-  return now(CLOCK_BOOTTIME);
-}
-
-uint64_t realtimeNs() {
-  return now(CLOCK_REALTIME);
-}
 
 Status readFlightRecord(const std::string &stateDirectory, FlightRecord &record) {
   record = FlightRecord{};

@@ -109,10 +109,6 @@ Status prepareFlightRecord(const std::string &stateDirectory);
 // cut. Safe from any thread and process. Fails with the errno.
 Status appendFlightEntry(const std::string &stateDirectory, FlightEntry &entry);
 
-// CLOCK_BOOTTIME and CLOCK_REALTIME in nanoseconds.
-uint64_t boottimeNs();
-uint64_t realtimeNs();
-
 }  // namespace orv
 
 #endif

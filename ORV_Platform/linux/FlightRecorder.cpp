@@ -10,6 +10,7 @@
 
 #include "BoardSettings.h"
 #include "Caretaker.h"
+#include "Clock.h"
 #include "ExecutionUnits.h"
 #include "LastRun.h"
 #include "NoThrow.h"

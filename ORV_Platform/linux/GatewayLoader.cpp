@@ -13,8 +13,10 @@
 #include <vector>
 
 #include "AaStartup.h"
+#include "Clock.h"
 #include "GatewayInterface.h"
 #include "GatewayPlan.h"
+#include "HexText.h"
 #include "KeyFiles.h"
 #include "NodePaths.h"
 #include "Platform.h"
@@ -27,7 +29,6 @@ namespace {
 
 constexpr const char *LIBRARY_NAME = "libORVGateway.so";
 constexpr uint32_t MS_PER_S = 1000;
-constexpr uint64_t NS_PER_S = 1'000'000'000;
 
 // The daemon's own. Touched by its main thread alone.
 struct RunningGateway {
@@ -120,7 +121,7 @@ Refusals &refusals() {
 
 // What is to be said of them now, which counts as said.
 std::string tellRefusals(uint16_t nid, Refusals::OfNode &node) {
-  std::string text = "gateway: node " + hexText(nid, 4) + ": " + std::to_string(node.since) +
+  std::string text = "gateway: node " + nidText(nid) + ": " + std::to_string(node.since) +
                      (node.since == 1 ? " message" : " messages") + " over the limit of the queue (" +
                      std::to_string(node.total) + " in all of process " + std::to_string(getpid()) + ")";
   node.since = 0;

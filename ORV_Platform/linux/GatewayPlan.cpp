@@ -4,7 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
+
+#include "HexText.h"
 
 namespace orv {
 namespace {
@@ -14,9 +15,7 @@ constexpr uint32_t MAX_SLAVES = 99;  // the names of their tags hold no greater 
 constexpr const char *PROTOCOL = "TCP";
 
 std::string nodeText(uint16_t nid) {
-  char text[16];
-  std::snprintf(text, sizeof text, "node 0x%04x", nid);
-  return text;
+  return "node " + nidText(nid);
 }
 
 bool isAddress(const std::string &text) {

@@ -8,10 +8,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <cstdio>
 #include <system_error>
 
 #include "Descriptor.h"
+#include "HexText.h"
 #include "NodePaths.h"
 #include "RegularFile.h"
 #include "ReplaceFile.h"
@@ -31,12 +31,6 @@ std::string ownKeyPath(const std::string &keyDirectory) {
 
 std::string trustedKeysPath(const std::string &keyDirectory) {
   return keyDirectory + "/trusted-keys";
-}
-
-std::string nidText(uint16_t nid) {
-  char text[8];
-  std::snprintf(text, sizeof text, "0x%04x", nid);
-  return text;
 }
 
 // Reads a file of keys, and refuses one with an owner or with permissions under which it proves nothing.

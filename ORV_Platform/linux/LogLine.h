@@ -24,12 +24,6 @@ struct LogLine {
 // above it critical (2).
 int syslogSeverity(uint32_t severity);
 
-// "0x1011".
-std::string nidText(uint16_t nid);
-
-// The first `length` bytes of `text` at most, whole characters of UTF-8 as far as they go.
-std::string cutText(const std::string &text, size_t length);
-
 // The journal's native protocol: MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, ORV_EU, and ORV_NID and ORV_APPLICATION where
 // they are known. Texts beyond 48 KiB (the journal's own limit of a line) are cut.
 std::string journalDatagram(const LogLine &line);

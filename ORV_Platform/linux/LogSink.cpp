@@ -3,10 +3,11 @@
 #include <cerrno>
 #include <utility>
 
+#include "Clock.h"
+
 namespace orv {
 namespace {
 
-constexpr uint64_t NS_PER_S = 1'000'000'000;
 constexpr uint32_t WARNING = 3;
 
 // The errors with which a receiver that is there does not take a datagram; with any other there is none.

@@ -1,6 +1,5 @@
 #include "NodeStore.h"
 
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +15,7 @@
 #include "StoreCodec.h"
 #include "StoreEnvironment.h"
 #include "StoreWrites.h"
+#include "Utf8.h"
 
 namespace orv {
 namespace {
@@ -32,7 +32,7 @@ Status checkTag(std::string_view name, const TagValue &value) {
     constexpr size_t SHOWN = 40;  // enough to know it by
     return Status::failure(EINVAL, "a tag name of " + std::to_string(name.size()) + " bytes is too long (at most " +
                                        std::to_string(MAX_TAG_NAME_LENGTH) + "): it begins with " +
-                                       std::string(cutText(name, SHOWN)));
+                                       std::string(utf8Cut(name, SHOWN)));
   }
   if (value.type == TagType::STRING && value.text.size() > MAX_TAG_TEXT_LENGTH) {
     return Status::failure(EINVAL, "the text of tag " + std::string(name) +
@@ -71,13 +71,6 @@ bool takeNothing(std::string_view, RunInfo &) {
 
 }  // namespace
 
-uint64_t monotonicNs() {
-  constexpr uint64_t NS_PER_S = 1'000'000'000;
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<uint64_t>(now.tv_sec) * NS_PER_S + static_cast<uint64_t>(now.tv_nsec);
-}
-
 struct NodeStore::Impl {
   std::string directory;
   std::unique_ptr<StoreEnvironment> environment;
@@ -92,7 +85,7 @@ struct NodeStore::Impl {
       const RunInfo run = read<RunInfo>(Table::NODE, RUN_KEY, takeNothing).value_or(RunInfo{});
       const EuProcesses node{list<EuRecord>(Table::EUS, {}, takeEuId), run.daemonPid, directory};
       if (std::optional<EuOfProcess> eu = euOfProcess(pid, node)) {
-        found.euName = cutText(eu->name, MAX_SETTER_TEXT_LENGTH);
+        found.euName = utf8Cut(eu->name, MAX_SETTER_TEXT_LENGTH);
         found.euId = eu->id;
       }
       setter = std::move(found);
@@ -364,7 +357,7 @@ std::vector<EuRecord> NodeStore::eus() const {
 Status NodeStore::setEuStatus(uint32_t euId, std::string_view text) {
   return impl_->add("record the status of EU", std::to_string(euId), [&](WriteTransaction &transaction) {
     const std::string key = encodeKey(euId);
-    if (!text.empty()) return transaction.put(Table::EU_STATUS, key, cutText(text, MAX_EU_STATUS_LENGTH));
+    if (!text.empty()) return transaction.put(Table::EU_STATUS, key, utf8Cut(text, MAX_EU_STATUS_LENGTH));
     const int code = transaction.remove(Table::EU_STATUS, key);
     return code == MDB_NOTFOUND ? 0 : code;
   });

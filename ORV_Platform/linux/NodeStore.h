@@ -111,9 +111,6 @@ class NodeStore {
   std::unique_ptr<Impl> impl_;
 };
 
-// CLOCK_MONOTONIC in nanoseconds.
-uint64_t monotonicNs();
-
 }  // namespace orv
 
 #endif

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "Clock.h"
 #include "Datagrams.h"
 #include "LogSink.h"
 #include "NodeStore.h"

@@ -1,7 +1,6 @@
 #include "ProcessTree.h"
 
 #include <fcntl.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,38 +11,21 @@
 #include <string_view>
 #include <system_error>
 
+#include "Clock.h"
 #include "Descriptor.h"
 
 namespace orv {
 namespace {
 
-constexpr uint64_t NS_PER_S = 1'000'000'000;
-
 // More than any process tree is deep; processes that come and go while they are looked at could make a circle of it.
 constexpr int MAX_DEPTH = 64;
 
+std::string procPath(uint32_t pid, const char *name) {
+  return "/proc/" + std::to_string(pid) + "/" + name;
+}
+
 // An environment may have 2 MiB and more; what the daemon puts in is well within this.
 constexpr size_t MAX_FILE_BYTES = 256UL * 1024;
-
-std::string procPath(uint32_t pid, const char *file) {
-  return "/proc/" + std::to_string(pid) + "/" + file;
-}
-
-// As much of the file as there is up to MAX_FILE_BYTES; nothing where it cannot be read.
-std::optional<std::string> readFile(const std::string &path) {
-  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (file.get() < 0) return std::nullopt;
-  std::string text;
-  char piece[4096];
-  while (text.size() < MAX_FILE_BYTES) {
-    const ssize_t got = read(file.get(), piece, sizeof piece);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) return std::nullopt;
-    if (got == 0) break;
-    text.append(piece, static_cast<size_t>(got));
-  }
-  return text;
-}
 
 // The field behind the next blanks; empty at the end.
 std::string_view takeField(std::string_view &text) {
@@ -64,7 +46,7 @@ bool takeNumber(std::string_view &text, Number &number) {
 // "Uid: real effective saved file" in /proc/PID/status.
 uint32_t effectiveUid(uint32_t pid) {
   constexpr std::string_view LABEL = "\nUid:";
-  const std::string status = readFile(procPath(pid, "status")).value_or("");
+  const std::string status = readProcFile(pid, "status").value_or("");
   const size_t found = status.find(LABEL);
   if (found == std::string::npos) return 0;
   std::string_view rest = std::string_view(status).substr(found + LABEL.size());
@@ -102,7 +84,7 @@ struct Inherited {
 };
 
 Inherited inheritedBy(uint32_t pid) {
-  const std::string block = readFile(procPath(pid, "environ")).value_or("");
+  const std::string block = readProcFile(pid, "environ").value_or("");
   return {variableIn(block, "ORV_NODE_DIR"), variableIn(block, "ORV_EU_NAME")};
 }
 
@@ -160,8 +142,23 @@ std::optional<EuOfProcess> euByAncestors(uint32_t pid, const EuProcesses &node) 
 
 }  // namespace
 
+std::optional<std::string> readProcFile(uint32_t pid, const char *name) {
+  const Descriptor file(open(procPath(pid, name).c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.get() < 0) return std::nullopt;
+  std::string text;
+  char piece[4096];
+  while (text.size() < MAX_FILE_BYTES) {
+    const ssize_t got = read(file.get(), piece, sizeof piece);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return std::nullopt;
+    if (got == 0) break;
+    text.append(piece, static_cast<size_t>(got));
+  }
+  return text;
+}
+
 std::optional<ProcessStat> processStat(uint32_t pid) {
-  const std::optional<std::string> text = readFile(procPath(pid, "stat"));
+  const std::optional<std::string> text = readProcFile(pid, "stat");
   if (!text) return std::nullopt;
   // "pid (name) state ppid pgrp ...", where the name may itself have blanks and parentheses.
   const size_t nameBegin = text->find('(');
@@ -173,20 +170,22 @@ std::optional<ProcessStat> processStat(uint32_t pid) {
   const std::string_view state = takeField(rest);
   if (state.size() != 1 || !takeNumber(rest, stat.parentPid) || !takeNumber(rest, stat.group)) return std::nullopt;
   stat.state = state.front();
-  constexpr int FIELDS_BETWEEN = 16;  // from the sixth to the 21st
-  for (int field = 0; field < FIELDS_BETWEEN; ++field)
-    takeField(rest);
+  const auto skip = [&rest](int fields) {
+    for (; fields > 0; --fields)
+      takeField(rest);
+  };
+  uint64_t userTicks = 0;
+  uint64_t systemTicks = 0;
+  skip(8);  // the sixth to the 13th
+  if (!takeNumber(rest, userTicks) || !takeNumber(rest, systemTicks)) return std::nullopt;
+  stat.processorTicks = userTicks + systemTicks;
+  skip(6);  // the 16th to the 21st
   return takeNumber(rest, stat.startTicks) ? std::optional(stat) : std::nullopt;
 }
 
 uint64_t startedMonotonicNs(uint64_t startTicks) {
-  const auto nsOf = [](clockid_t clock) {
-    timespec now{};
-    clock_gettime(clock, &now);
-    return static_cast<uint64_t>(now.tv_sec) * NS_PER_S + static_cast<uint64_t>(now.tv_nsec);
-  };
-  const uint64_t monotonic = nsOf(CLOCK_MONOTONIC);
-  const uint64_t suspended = nsOf(CLOCK_BOOTTIME) - monotonic;
+  const uint64_t monotonic = monotonicNs();
+  const uint64_t suspended = boottimeNs() - monotonic;
   const uint64_t started = startTicks * (NS_PER_S / static_cast<uint64_t>(sysconf(_SC_CLK_TCK)));
   return started > suspended ? started - suspended : 0;
 }

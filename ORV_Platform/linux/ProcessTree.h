@@ -20,8 +20,12 @@ struct ProcessStat {
   char state = '?';
   uint32_t parentPid = 0;
   uint32_t group = 0;
-  uint64_t startTicks = 0;  // clock ticks since the boot
+  uint64_t processorTicks = 0;  // user and system time of all of its threads, in clock ticks
+  uint64_t startTicks = 0;      // clock ticks since the boot
 };
+
+// /proc/PID/`name`, as much of it as there is up to 256 KiB; nothing where it cannot be read.
+std::optional<std::string> readProcFile(uint32_t pid, const char *name);
 
 // Nothing for a process that is not there.
 std::optional<ProcessStat> processStat(uint32_t pid);

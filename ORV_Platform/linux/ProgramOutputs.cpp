@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "Clock.h"
 #include "JournalStream.h"
 #include "Platform.h"
 #include "StoreWriter.h"

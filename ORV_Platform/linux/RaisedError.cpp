@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <cstdio>
 
+#include "HexText.h"
 #include "StoreRecords.h"
 
 namespace orv {
@@ -40,10 +40,9 @@ bool takePosition(std::string_view &rest, RaisedError &error) {
 }  // namespace
 
 std::string encodeRaisedError(const RaisedError &error) {
-  char numbers[64];
-  std::snprintf(numbers, sizeof numbers, "kind %u, code 0x%x: ", error.kind, error.code);
+  const std::string numbers = "kind " + std::to_string(error.kind) + ", code " + hexText(error.code) + ": ";
   const std::string position = " [" + error.file + ":" + std::to_string(error.line) + "]";
-  const size_t taken = std::string_view(numbers).size() + position.size();
+  const size_t taken = numbers.size() + position.size();
   const size_t room = MAX_EVENT_TEXT_LENGTH - std::min(taken, MAX_EVENT_TEXT_LENGTH);
   return numbers + error.text.substr(0, room) + position;
 }

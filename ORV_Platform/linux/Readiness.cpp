@@ -14,6 +14,7 @@
 #include "Platform.h"
 #include "ProcessTree.h"
 #include "ReadinessMessage.h"
+#include "ReadyTag.h"
 #include "RunningPrograms.h"
 #include "StoreWriter.h"
 
@@ -97,7 +98,7 @@ void setReadyTag(const EuOfProcess &eu, pid_t sender) {
   Setter setter = identify(static_cast<uint32_t>(sender));
   setter.euName = eu.name;
   setter.euId = eu.id;
-  recordTag("eu." + eu.name + ".ready", setter);
+  recordTag(readyTagOf(eu.name), setter);
   Event event;
   event.kind = EventKind::PROGRAM_READY;
   event.euId = eu.id;

@@ -9,6 +9,7 @@
 #include <string>
 #include <utility>
 
+#include "HexText.h"
 #include "NodePaths.h"
 #include "Platform.h"
 #include "SysComDelivery.h"

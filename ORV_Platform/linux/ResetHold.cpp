@@ -8,6 +8,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "Clock.h"
 #include "FlightRecord.h"
 #include "NodePaths.h"
 #include "RunRecord.h"
@@ -19,7 +20,6 @@ namespace {
 constexpr const char *FILE_NAME = "reset-hold";
 constexpr const char *HOLD = "the hold of resets";  // in messages
 constexpr size_t MAX_SIZE = 256;                    // bytes
-constexpr uint64_t NS_PER_MIN = 60ULL * 1'000'000'000;
 
 // The end, on CLOCK_BOOTTIME, of a text "<boot id> <ns>\n" of this boot; 0 of any other.
 uint64_t endOf(std::string_view text) {

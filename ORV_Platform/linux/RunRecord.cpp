@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -14,6 +13,7 @@
 #include <string_view>
 #include <system_error>
 
+#include "Clock.h"
 #include "NodePaths.h"
 #include "StateFile.h"
 
@@ -24,16 +24,9 @@ constexpr const char *RECORD_NAME = "run-record";
 constexpr const char *RECORD = "the run record";  // in messages
 constexpr size_t MAX_RECORD_SIZE = 4096;          // bytes; a record has some 150
 constexpr mode_t FILE_MODE = 0640;
-constexpr uint64_t NS_PER_S = 1'000'000'000;
 
 std::string recordPath(const std::string &stateDirectory) {
   return stateDirectory + "/" + RECORD_NAME;
-}
-
-uint64_t boottimeNs() {
-  timespec now{};
-  clock_gettime(CLOCK_BOOTTIME, &now);
-  return static_cast<uint64_t>(now.tv_sec) * NS_PER_S + static_cast<uint64_t>(now.tv_nsec);
 }
 
 std::string format(const RunRecord &record) {

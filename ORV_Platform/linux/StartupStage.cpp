@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "Clock.h"
 #include "ExecutionUnits.h"
 #include "ServiceManager.h"
 #include "StoreWriter.h"

@@ -15,6 +15,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Clock.h"
 #include "ExecutionUnits.h"
 #include "Platform.h"
 #include "ServiceThread.h"

@@ -6,8 +6,10 @@
 #include <limits>
 #include <string>
 
+#include "Clock.h"
 #include "NodeStore.h"
 #include "StoreCodec.h"
+#include "Utf8.h"
 
 namespace orv {
 namespace {
@@ -57,7 +59,7 @@ class EventAppender {
     Event stamped = event;
     if (stamped.monotonicNs == 0) stamped.monotonicNs = monotonicNs();
     if (stamped.pid == 0) stamped.pid = ownPid();
-    stamped.text = cutText(event.text, MAX_EVENT_TEXT_LENGTH);
+    stamped.text = utf8Cut(event.text, MAX_EVENT_TEXT_LENGTH);
     return transaction_.put(Table::EVENTS, encodeKey(++last_), encode(stamped), MDB_APPEND);
   }
   int finish() {
@@ -108,16 +110,6 @@ int removeMiddleLines(const WriteTransaction &transaction, uint32_t euId, uint64
 }
 
 }  // namespace
-
-std::string_view cutText(std::string_view text, size_t limit) {
-  if (text.size() <= limit) return text;
-  const auto isContinuation = [](char byte) { return (static_cast<uint8_t>(byte) & 0xC0) == 0x80; };
-  size_t length = limit;
-  constexpr size_t LONGEST_CHARACTER = 4;
-  while (length > limit - LONGEST_CHARACTER && isContinuation(text[length]))
-    --length;
-  return text.substr(0, isContinuation(text[length]) ? limit : length);
-}
 
 int dropOldestEvents(const WriteTransaction &transaction, size_t count) {
   Cursor cursor(transaction.handle(), transaction.table(Table::EVENTS));

@@ -22,9 +22,6 @@ constexpr const char *EVENT_LIMIT_KEY = "eventLimit";
 constexpr uint32_t MIN_EVENT_LIMIT = 100;
 constexpr uint32_t MAX_EVENT_LIMIT = 100000;
 
-// At most `limit` bytes of `text`, whole characters where it is UTF-8.
-std::string_view cutText(std::string_view text, size_t limit);
-
 // Removes the oldest `count` events.
 int dropOldestEvents(const WriteTransaction &transaction, size_t count);
 // Removes the oldest events beyond `limit`.

@@ -1,10 +1,10 @@
 #include "SysComDelivery.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <optional>
 #include <system_error>
 
+#include "HexText.h"
 #include "SysComUsers.h"
 
 namespace orv {
@@ -26,12 +26,6 @@ std::string undeliveredReason(int error, uint16_t cpid) {
 
 }  // namespace
 
-std::string hexText(uint32_t value, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*x", digits, static_cast<unsigned>(value));
-  return text;
-}
-
 std::string messageText(const MessageHeader &header) {
   return "message " + hexText(header.messageId, 4) + " to " + hexText(header.receiver, 8);
 }
@@ -49,7 +43,7 @@ Status deliverInNode(const std::string &nodeDirectory, const MessageHeader &head
 
 std::string noWayText(const MessageHeader &header, const NodeStore *store) {
   const std::string what =
-      messageText(header) + " refused: node " + hexText(nodeOf(header.receiver), 4) + " is another node and ";
+      messageText(header) + " refused: node " + nidText(nodeOf(header.receiver)) + " is another node and ";
   const std::optional<Tag> state = store == nullptr ? std::nullopt : store->tag(GATEWAY_STATE_TAG);
   if (!state) return what + "this node has no gateway: it has no gateway port";
   if (state->value.text == GATEWAY_STATE_UP) {

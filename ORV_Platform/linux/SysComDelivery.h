@@ -11,9 +11,6 @@
 
 namespace orv {
 
-// "0x04e7".
-std::string hexText(uint32_t value, int digits);
-
 // "message 0x1b9d to 0x0ff004e7".
 std::string messageText(const MessageHeader &header);
 

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string>
 
+#include "Clock.h"
+#include "HexText.h"
 #include "NoThrow.h"
 #include "NodeStore.h"
 #include "Platform.h"
@@ -16,8 +18,6 @@ namespace {
 using orv::Received;
 using orv::RegisteredUser;
 using orv::Status;
-
-constexpr uint64_t NS_PER_MS = 1'000'000;
 
 int32_t registerFixed(uint32_t cpid) {
   if (cpid == 0 || cpid > UINT16_MAX) return EINVAL;
@@ -36,7 +36,8 @@ void reportForeign(const RegisteredUser &user, const OrvSysComMessage &datagram)
 int32_t receive(const RegisteredUser &user, uint32_t timeoutMs, Received &message) {
   // Nothing to look at a clock for where nobody waits.
   std::optional<uint64_t> deadlineNs;
-  if (timeoutMs != ORV_SYSCOM_FOREVER) deadlineNs = timeoutMs == 0 ? 0 : orv::monotonicNs() + timeoutMs * NS_PER_MS;
+  if (timeoutMs != ORV_SYSCOM_FOREVER)
+    deadlineNs = timeoutMs == 0 ? 0 : orv::monotonicNs() + timeoutMs * orv::NS_PER_MS;
   for (;;) {
     const int taken = orv::takeMessage(user.descriptor(), message);
     if (user.isDeregistered()) return taken == 0 ? 0 : ECANCELED;

@@ -8,12 +8,11 @@
 #include <climits>
 #include <cstring>
 
+#include "Clock.h"
 #include "NodeStore.h"
 
 namespace orv {
 namespace {
-
-constexpr uint64_t NS_PER_MS = 1'000'000;
 
 void readCredentials(msghdr &datagram, OrvSysComMessage &message) {
   const cmsghdr *first = CMSG_FIRSTHDR(&datagram);

@@ -8,6 +8,8 @@
 #include <iterator>
 #include <utility>
 
+#include "Utf8.h"
+
 namespace orv {
 namespace {
 
@@ -41,8 +43,7 @@ std::string position(std::string_view text, size_t offset) {
   const std::string_view before = text.substr(0, std::min(offset, text.size()));
   const size_t lineStart = before.rfind('\n') + 1;  // npos + 1 is 0: the first line
   const std::string_view line = before.substr(lineStart);
-  // Continuation bytes of UTF-8 are no columns of their own.
-  const auto column = std::count_if(line.begin(), line.end(), [](char c) { return (c & 0xC0) != 0x80; }) + 1;
+  const size_t column = utf8Characters(line) + 1;
   const auto lineNumber = std::count(before.begin(), before.end(), '\n') + 1;
   return std::to_string(lineNumber) + ":" + std::to_string(column);
 }

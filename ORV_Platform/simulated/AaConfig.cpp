@@ -5,9 +5,11 @@
 #include <cstring>
 
 #include "AaMem.h"
+#include "HexText.h"
 #include "Operation.h"
 
 using namespace orv::sim;
+using orv::hexText;
 
 namespace {
 
@@ -90,7 +92,7 @@ uint32_t AaConfigRadGetValue(uint32_t number) {
   const auto found = simulation.scenario().rad.find(number);
   const uint32_t value = found == simulation.scenario().rad.end() ? 0 : found->second;
   const auto result = static_cast<uint32_t>(simulation.answers().answer(Call::RAD_GET, number).value_or(value));
-  recordCall(simulation, Call::RAD_GET, hexadecimal(number), result);
+  recordCall(simulation, Call::RAD_GET, hexText(number), result);
   return result;
 }
 

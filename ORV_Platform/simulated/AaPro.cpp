@@ -2,9 +2,11 @@
 
 #include <cstring>
 
+#include "HexText.h"
 #include "Operation.h"
 
 using namespace orv::sim;
+using orv::hexText;
 
 namespace {
 
@@ -60,7 +62,7 @@ uint32_t AaProEuCurrent(void) {
 
 int32_t AaProCmdExec(const char *path, const char *args, uint32_t supervisionFlags, int32_t *waitStatus) {
   Simulation &simulation = beginOperation();
-  const std::string arguments = text(path) + ", " + text(args) + ", " + hexadecimal(supervisionFlags);
+  const std::string arguments = text(path) + ", " + text(args) + ", " + hexText(supervisionFlags);
   if (const auto answer = simulation.answers().answer(Call::CMD_EXEC, path)) {
     recordCall(simulation, Call::CMD_EXEC, arguments, *answer);
     return static_cast<int32_t>(*answer);

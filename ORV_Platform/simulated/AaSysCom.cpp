@@ -4,9 +4,11 @@
 #include <cstdlib>
 
 #include "AaStartup.h"
+#include "HexText.h"
 #include "Operation.h"
 
 using namespace orv::sim;
+using orv::hexText;
 
 namespace {
 
@@ -30,7 +32,7 @@ uint32_t AaSysComEuUserRegister(uint32_t options) {
   const auto cpid = static_cast<uint32_t>(simulation.answers().answer(Call::USER_REGISTER).value_or(next));
   ++simulation.usersMade;
   if (cpid != 0) simulation.users.insert(cpid);
-  simulation.record("AaSysComEuUserRegister(" + std::to_string(options) + ") = " + hexadecimal(cpid));
+  simulation.record("AaSysComEuUserRegister(" + std::to_string(options) + ") = " + hexText(cpid));
   return cpid;
 }
 
@@ -38,14 +40,13 @@ int32_t AaSysComUserDeregister(uint32_t cpid) {
   Simulation &simulation = beginOperation();
   const int32_t known = simulation.users.erase(cpid) == 1 ? 0 : ENOENT;
   const auto result = static_cast<int32_t>(simulation.answers().answer(Call::USER_DEREGISTER, cpid).value_or(known));
-  recordCall(simulation, Call::USER_DEREGISTER, hexadecimal(cpid), result);
+  recordCall(simulation, Call::USER_DEREGISTER, hexText(cpid), result);
   return result;
 }
 
 void *AaSysComMsgCreate(uint32_t messageId, uint32_t payloadSize, uint32_t receiver) {
   Simulation &simulation = beginOperation();
-  const std::string arguments =
-      hexadecimal(messageId) + ", " + std::to_string(payloadSize) + ", " + hexadecimal(receiver);
+  const std::string arguments = hexText(messageId) + ", " + std::to_string(payloadSize) + ", " + hexText(receiver);
   const bool refused = simulation.answers().answer(Call::MSG_CREATE, messageId) == 0;
   void *message = refused ? nullptr : std::calloc(1, sizeof(Header) + payloadSize);
   if (message == nullptr) {
@@ -70,8 +71,8 @@ int32_t AaSysComMsgSendWithPriority(void **message, uint32_t priority) {
   const auto result = static_cast<int32_t>(simulation.answers().answer(Call::MSG_SEND, header.id).value_or(0));
   recordCall(simulation, Call::MSG_SEND,
              "message " + std::to_string(found->second) + ", " + std::to_string(priority) + ": id " +
-                 hexadecimal(header.id) + ", receiver " + hexadecimal(header.receiver) + ", sender " +
-                 hexadecimal(header.sender) + ", payload " + std::to_string(header.payloadSize) + " bytes",
+                 hexText(header.id) + ", receiver " + hexText(header.receiver) + ", sender " + hexText(header.sender) +
+                 ", payload " + std::to_string(header.payloadSize) + " bytes",
              result);
   if (result == 0) simulation.sentMessages.push_back({header.id, header.receiver, header.sender});
   simulation.messages.erase(found);
@@ -83,7 +84,7 @@ int32_t AaSysComMsgSendWithPriority(void **message, uint32_t priority) {
 uint16_t AaSysComGetOwnNid(void) {
   Simulation &simulation = beginOperation();
   const auto nid = static_cast<uint16_t>(simulation.answers().answer(Call::OWN_NID).value_or(gOrvStartupConfig.nid));
-  simulation.record("AaSysComGetOwnNid() = " + hexadecimal(nid));
+  simulation.record("AaSysComGetOwnNid() = " + hexText(nid));
   return nid;
 }
 

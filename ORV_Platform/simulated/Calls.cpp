@@ -3,6 +3,7 @@
 #include <array>
 #include <string>
 
+#include "HexText.h"
 #include "Trace.h"
 
 namespace orv::sim {
@@ -58,7 +59,7 @@ void CallAnswers::begin(const std::vector<CallResult> &answers) {
 }
 
 std::optional<int64_t> CallAnswers::answer(Call call, uint32_t argument) {
-  return byCall_[static_cast<size_t>(call)].empty() ? std::nullopt : find(call, hexadecimal(argument));
+  return byCall_[static_cast<size_t>(call)].empty() ? std::nullopt : find(call, hexText(argument));
 }
 
 // Every answer whose argument fits counts the call, so that its own occurrences are what its number means.

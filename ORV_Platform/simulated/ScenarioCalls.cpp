@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "Calls.h"
+#include "HexText.h"
 #include "Trace.h"
 
 namespace orv::sim {
@@ -103,7 +104,7 @@ void readArgument(ScenarioReader &reader, const Item &item, const Shape &shape, 
   if (shape.argument == Argument::TEXT) return reader.text(item, call.argument.emplace());
   uint32_t number = 0;
   reader.number32(item, number);
-  call.argument = hexadecimal(number);
+  call.argument = hexText(number);
 }
 
 }  // namespace

@@ -6,41 +6,15 @@
 #include <limits>
 #include <string_view>
 
+#include "HexText.h"
 #include "ScenarioWords.h"
 #include "Trace.h"
+#include "Utf8.h"
 
 namespace orv::sim {
 namespace {
 
 constexpr size_t BYTES_PER_LINE = 20;
-
-// How many bytes the UTF-8 character at the front of `text` has; 0 where it is none. Overlong forms, surrogates and
-// what is beyond U+10FFFF are none.
-size_t characterLength(std::string_view text) {
-  const auto byte = [text](size_t i) { return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U; };
-  const unsigned first = byte(0);
-  size_t length = 1;
-  if (first >= 0xC2 && first <= 0xDF) length = 2;
-  if (first >= 0xE0 && first <= 0xEF) length = 3;
-  if (first >= 0xF0 && first <= 0xF4) length = 4;
-  if (length == 1) return first < 0x80 ? 1 : 0;
-  for (size_t i = 1; i < length; ++i) {
-    if ((byte(i) & 0xC0U) != 0x80U) return 0;
-  }
-  const unsigned second = byte(1);
-  const bool isOverlong = (first == 0xE0 && second < 0xA0) || (first == 0xF0 && second < 0x90);
-  const bool isNoScalar = (first == 0xED && second > 0x9F) || (first == 0xF4 && second > 0x8F);
-  return isOverlong || isNoScalar ? 0 : length;
-}
-
-bool isUtf8(std::string_view text) {
-  while (!text.empty()) {
-    const size_t length = characterLength(text);
-    if (length == 0) return false;
-    text.remove_prefix(length);
-  }
-  return true;
-}
 
 std::string escaped(char character) {
   switch (character) {
@@ -68,7 +42,7 @@ std::string inQuotes(std::string_view text) {
   const bool hasLines = text.find('\n') != std::string_view::npos;
   std::string result = hasLines ? "\"\"\"\n" : "\"";
   while (!text.empty()) {
-    const size_t length = characterLength(text);
+    const size_t length = utf8Length(text);
     if (length > 1) {
       result += text.substr(0, length);
     } else if (length == 0) {
@@ -170,7 +144,7 @@ void writeSettings(Writer &writer, const Scenario &scenario) {
   if (!scenario.rad.empty()) {
     writer.header("[rad]");
     for (const auto &[number, value] : scenario.rad)
-      writer.entry(hexadecimal(number), std::to_string(value));
+      writer.entry(hexText(number), std::to_string(value));
   }
   const ResetBehaviour standard;
   if (scenario.reset != standard) {
@@ -280,9 +254,9 @@ void writeSignal(Writer &writer, const SignalEvent &signal) {
 
 void writeExpectedMessage(Writer &writer, const ExpectedMessage &message) {
   writer.header("[[expect_message]]");
-  writer.entry("id", hexadecimal(message.id));
-  if (message.receiver) writer.entry("receiver", hexadecimal(*message.receiver));
-  if (message.sender) writer.entry("sender", hexadecimal(*message.sender));
+  writer.entry("id", hexText(message.id));
+  if (message.receiver) writer.entry("receiver", hexText(*message.receiver));
+  if (message.sender) writer.entry("sender", hexText(*message.sender));
 }
 
 }  // namespace

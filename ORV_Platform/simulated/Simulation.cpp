@@ -7,6 +7,7 @@
 #include <cstring>
 #include <utility>
 
+#include "HexText.h"
 #include "ScenarioWords.h"
 #include "StartupRecord.h"
 
@@ -194,9 +195,9 @@ std::vector<std::string> Simulation::missing(const std::vector<ExpectedMessage> 
       if (found) taken[i] = true;
     }
     if (found) continue;
-    std::string text = "message " + hexadecimal(message.id);
-    if (message.sender) text += " from " + hexadecimal(*message.sender);
-    if (message.receiver) text += " to " + hexadecimal(*message.receiver);
+    std::string text = "message " + hexText(message.id);
+    if (message.sender) text += " from " + hexText(*message.sender);
+    if (message.receiver) text += " to " + hexText(*message.receiver);
     result.push_back(text);
   }
   return result;
@@ -312,7 +313,7 @@ void Simulation::resetBoard() {
 
 std::string Simulation::contextText(uint32_t word) {
   if (!context_) context_ = word;
-  return *context_ == word ? "context" : hexadecimal(word);
+  return *context_ == word ? "context" : hexText(word);
 }
 
 }  // namespace orv::sim

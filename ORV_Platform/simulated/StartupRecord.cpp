@@ -3,11 +3,11 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 #include "AaStartup.h"
+#include "HexText.h"
 #include "Trace.h"
 
 extern "C" {
@@ -35,12 +35,6 @@ std::string textAt(const char *address) {
   }
 }
 
-std::string padded(uint16_t value) {
-  char text[8];
-  std::snprintf(text, sizeof text, "0x%04x", value);
-  return text;
-}
-
 }  // namespace
 
 void resetStartupRecord() {
@@ -56,9 +50,9 @@ std::string startupRecordText() {
   const OrvStartupConfig &record = gOrvStartupConfig;
   const std::string masterIp(record.masterIp, strnlen(record.masterIp, sizeof record.masterIp));
   const char *ceName = std::getenv("ORV_CE_NAME");
-  return "nid=" + padded(record.nid) + " masterNid=" + padded(record.masterNid) + " masterIp=" + quoted(masterIp) +
+  return "nid=" + nidText(record.nid) + " masterNid=" + nidText(record.masterNid) + " masterIp=" + quoted(masterIp) +
          " testerPort=" + std::to_string(record.testerPort) + " printPort=" + std::to_string(record.printPort) +
-         " printIp=" + hexadecimal(record.printIp) + " btsLogPort=" + std::to_string(record.btsLogPort) +
+         " printIp=" + hexText(record.printIp) + " btsLogPort=" + std::to_string(record.btsLogPort) +
          " testerMultiplicity=" + std::to_string(record.testerMultiplicity) +
          " sysComGwProtocol=" + textAt(record.sysComGwProtocol) +
          " rtConfigFile=" + quoted(std::string_view(record.rtConfigFile)) +

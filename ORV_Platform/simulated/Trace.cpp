@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "HexText.h"
+
 namespace orv::sim {
 namespace {
 
@@ -36,12 +38,6 @@ std::string quoted(std::string_view text) {
     }
   }
   return result += '"';
-}
-
-std::string hexadecimal(uint32_t value) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%x", value);
-  return text;
 }
 
 Trace::Trace() {

@@ -16,8 +16,6 @@ namespace orv::sim {
 // A text in double quotes; what would leave the line or its quotes is escaped (\", \\, \n, \xNN).
 std::string quoted(std::string_view text);
 
-std::string hexadecimal(uint32_t value);
-
 class Trace {
  public:
   using Actor = uint32_t;

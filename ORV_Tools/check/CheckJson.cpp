@@ -21,14 +21,6 @@ const char *kindWord(CheckInputKind kind) {
   return "?";  // not reached
 }
 
-// Elements on lines of their own.
-std::string array(const std::vector<std::string> &elements, const std::string &indent) {
-  std::string text = "[";
-  for (size_t i = 0; i < elements.size(); ++i)
-    text += (i == 0 ? "\n" : ",\n") + indent + "  " + elements[i];
-  return text + (elements.empty() ? "]" : "\n" + indent + "]");
-}
-
 std::string recordJson(const CheckedInput &input, const std::vector<std::string> &record) {
   JsonObject object;
   for (size_t i = 0; i < input.columns.size(); ++i) {
@@ -43,14 +35,12 @@ std::string recordJson(const CheckedInput &input, const std::vector<std::string>
 }
 
 std::string inputJson(const CheckedInput &input) {
-  std::vector<std::string> records;
-  for (const std::vector<std::string> &record : input.records)
-    records.push_back(recordJson(input, record));
+  const auto json = [&input](const std::vector<std::string> &record) { return recordJson(input, record); };
   return JsonObject()
       .text("name", input.name)
       .text("kind", kindWord(input.kind))
-      .raw("problem", input.problem.empty() ? "null" : jsonString(input.problem))
-      .raw("records", array(records, "    "))
+      .textOrNull("problem", input.problem)
+      .raw("records", jsonLines(input.records, 6, json))
       .str();
 }
 
@@ -79,13 +69,8 @@ uint64_t countOf(const CheckResult &result, CheckSeverity severity) {
 }  // namespace
 
 std::string checkJson(const CheckResult &result) {
-  std::vector<std::string> inputs;
-  std::vector<std::string> findings;
-  for (const CheckedInput &input : result.inputs)
-    inputs.push_back(inputJson(input));
-  for (const Finding &finding : result.findings)
-    findings.push_back(findingJson(finding));
-  return "{\n  \"inputs\": " + array(inputs, "  ") + ",\n  \"findings\": " + array(findings, "  ") +
+  return "{\n  \"inputs\": " + jsonLines(result.inputs, 4, inputJson) +
+         ",\n  \"findings\": " + jsonLines(result.findings, 4, findingJson) +
          ",\n  \"errors\": " + std::to_string(countOf(result, CheckSeverity::ERROR)) +
          ",\n  \"warnings\": " + std::to_string(countOf(result, CheckSeverity::WARNING)) +
          ",\n  \"awaited_tags\": " + std::to_string(result.awaitedTags) +

@@ -8,6 +8,7 @@
 
 #include "Applications.h"
 #include "Executables.h"
+#include "ReadyTag.h"
 #include "Suggestion.h"
 #include "Words.h"
 
@@ -17,19 +18,6 @@ namespace {
 constexpr CheckSeverity WARNING = CheckSeverity::WARNING;
 constexpr CheckSeverity ERROR = CheckSeverity::ERROR;
 constexpr const char *USUAL_SEARCH_PATH = "/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin";
-constexpr std::string_view READY_TAG_BEGIN = "eu.";
-constexpr std::string_view READY_TAG_END = ".ready";
-
-std::string readyTagOf(const std::string &euName) {
-  return std::string(READY_TAG_BEGIN) + euName + std::string(READY_TAG_END);
-}
-
-// The EU whose readiness sets `tag`; empty where it is no such tag.
-std::string euOfReadyTag(const std::string &tag) {
-  const size_t ends = READY_TAG_BEGIN.size() + READY_TAG_END.size();
-  if (tag.size() <= ends || !tag.starts_with(READY_TAG_BEGIN) || !tag.ends_with(READY_TAG_END)) return "";
-  return tag.substr(READY_TAG_BEGIN.size(), tag.size() - ends);
-}
 
 // All executables are started at once, before the first application; of the applications each once the one before it
 // is online.
@@ -107,6 +95,10 @@ void CheckRun::addUnreadable(const std::string &name, const std::string &problem
   input.name = name;
   input.problem = problem;
   result_.inputs.push_back(std::move(input));
+}
+
+SourceText &CheckRun::addArgument(const std::string &name, std::string_view text) {
+  return sources_.emplace_back(name, texts_.emplace_back(text.substr(0, text.find('\0'))), result_.findings);
 }
 
 void CheckRun::compareUnits(const std::vector<const Unit *> &units) {

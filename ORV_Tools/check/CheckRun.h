@@ -48,6 +48,8 @@ class CheckRun {
   CheckResult finish();
 
  private:
+  // An argument of the daemon, which ends at its first NUL.
+  SourceText &addArgument(const std::string &name, std::string_view text);
   void compareUnits(const std::vector<const Unit *> &units);
   void compareWithEarlyTags(const Unit &unit);
   void sumUpWaits();

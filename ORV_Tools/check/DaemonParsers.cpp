@@ -68,14 +68,6 @@ class KeptVariable {
   std::optional<std::string> before_;
 };
 
-bool nextCharacter(void *source, char &character) {
-  auto &text = *static_cast<std::string_view *>(source);
-  if (text.empty()) return false;
-  character = text[0];
-  text.remove_prefix(1);
-  return true;
-}
-
 std::vector<char> writable(const std::string &text) {
   return {text.c_str(), text.c_str() + std::strlen(text.c_str()) + 1};
 }
@@ -85,12 +77,6 @@ std::vector<char> writable(const std::string &text) {
 Recorded &recorded() {
   static Recorded record;
   return record;
-}
-
-std::unique_ptr<AppExeDefTable> readDefinitions(std::string_view text) {
-  auto table = std::make_unique<AppExeDefTable>();
-  parseAppExeDefs(nextCharacter, &text, *table);
-  return table;
 }
 
 std::unique_ptr<StartupReading> readStartup(const std::string &text) {

@@ -9,11 +9,9 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "AaStartup.h"
-#include "ApplicationDefinitions.h"
 #include "ExecutableDefinitions.h"
 
 namespace orv::checking {
@@ -46,8 +44,7 @@ struct ExecutablesReading {
   ExeDefTable table{};
 };
 
-std::unique_ptr<AppExeDefTable> readDefinitions(std::string_view text);
-// These three read `text` up to its first NUL, as an argument ends there.
+// All read `text` up to its first NUL, as an argument ends there.
 std::unique_ptr<StartupReading> readStartup(const std::string &text);
 ExecutablesReading readExecutables(const std::string &text);
 std::vector<SetTag> readTagList(const std::string &text, bool isShort = false);

@@ -2,6 +2,7 @@
 #include <map>
 #include <utility>
 
+#include "DefinitionTable.h"
 #include "Words.h"
 #include "check/CheckRun.h"
 #include "check/DaemonParsers.h"

@@ -180,8 +180,7 @@ void checkExecutablesPart(SourceText &source, Span part, const CheckOptions &opt
 }
 
 void CheckRun::checkExecutables(const std::string &name, std::string_view text) {
-  SourceText &source =
-      sources_.emplace_back(name, texts_.emplace_back(text.substr(0, text.find('\0'))), result_.findings);
+  SourceText &source = addArgument(name, text);
   CheckedInput input;
   input.kind = CheckInputKind::EXECUTABLES;
   input.name = name;

@@ -192,8 +192,7 @@ class StartupCheck {
 }  // namespace
 
 void CheckRun::checkStartup(const std::string &name, std::string_view text) {
-  SourceText &source =
-      sources_.emplace_back(name, texts_.emplace_back(text.substr(0, text.find('\0'))), result_.findings);
+  SourceText &source = addArgument(name, text);
   CheckedInput input;
   input.kind = CheckInputKind::STARTUP;
   input.name = name;

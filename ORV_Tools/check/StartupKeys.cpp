@@ -1,17 +1,12 @@
 #include "check/StartupKeys.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
+
+#include "HexText.h"
 
 namespace orv::checking {
 namespace {
-
-std::string hexadecimal(uint32_t number, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*x", digits, number);
-  return text;
-}
 
 class RowWriter {
  public:
@@ -21,19 +16,19 @@ class RowWriter {
     const OrvStartupConfig &config = reading_.config;
     constexpr int NID_DIGITS = 4;
     constexpr int ADDRESS_DIGITS = 8;
-    member("nid", config.nid, hexadecimal(config.nid, NID_DIGITS));
-    member("masternid", config.masterNid, hexadecimal(config.masterNid, NID_DIGITS));
+    member("nid", config.nid, hexText(config.nid, NID_DIGITS));
+    member("masternid", config.masterNid, hexText(config.masterNid, NID_DIGITS));
     const std::string masterIp(config.masterIp, strnlen(config.masterIp, sizeof config.masterIp));
     if (has("masterip")) add("masterip", masterIp);
     member("testerport", config.testerPort, std::to_string(config.testerPort));
     member("printport", config.printPort, std::to_string(config.printPort));
-    member("printip", config.printIp, hexadecimal(config.printIp, ADDRESS_DIGITS));
+    member("printip", config.printIp, hexText(config.printIp, ADDRESS_DIGITS));
     member("btslogport", config.btsLogPort, std::to_string(config.btsLogPort));
     member("testermultiplicity", config.testerMultiplicity, std::to_string(config.testerMultiplicity));
     if (reading_.sysComGwProtocol) add("syscomgwprotocol", *reading_.sysComGwProtocol);
     if (has("rtconfigfile")) add("rtconfigfile", config.rtConfigFile);
     if (has("executable")) add("executable", reading_.executables);
-    member("notifreceiver", reading_.notifyReceiver, hexadecimal(reading_.notifyReceiver, 1));
+    member("notifreceiver", reading_.notifyReceiver, hexText(reading_.notifyReceiver));
     if (reading_.ceName) add("variable ORV_CE_NAME", *reading_.ceName);
     for (const std::string &file : reading_.configFiles)
       add("reads the file", file);

@@ -3,9 +3,9 @@
 #include <arpa/inet.h>
 
 #include <cstdint>
-#include <cstdio>
 #include <cstdlib>
 
+#include "HexText.h"
 #include "TextFields.h"
 #include "check/FieldChecks.h"
 
@@ -13,12 +13,6 @@ namespace orv::checking {
 namespace {
 
 constexpr CheckSeverity WARNING = CheckSeverity::WARNING;
-
-std::string hexadecimal(uint32_t number, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*x", digits, number);
-  return text;
-}
 
 // The number itself, as far as 64 bits hold it.
 long long wholeNumber(const std::string &text) {
@@ -44,7 +38,7 @@ bool tellDotted(SourceText &source, Span span, const std::string &text) {
   constexpr int DIGITS = 8;
   source.complain(span, {WARNING, "dotted-address", "this address is a number, not a dotted text",
                          "the daemon reads " + startupNumberText(text, StartupNumber::ADDRESS),
-                         hexadecimal(ntohl(address.s_addr), DIGITS)});
+                         hexText(ntohl(address.s_addr), DIGITS)});
   return true;
 }
 
@@ -53,11 +47,11 @@ bool tellDotted(SourceText &source, Span span, const std::string &text) {
 std::string startupNumberText(const std::string &text, StartupNumber kind) {
   switch (kind) {
     case StartupNumber::BITS_16:
-      return hexadecimal(toLow16(text.c_str()), 4);
+      return hexText(toLow16(text.c_str()), 4);
     case StartupNumber::SIGNED_PORT:
       return std::to_string(toSigned32(text.c_str(), 0));
     case StartupNumber::ADDRESS:
-      return hexadecimal(toUnsigned32(text.c_str()), 8);
+      return hexText(toUnsigned32(text.c_str()), 8);
     default:
       return std::to_string(toUnsigned32(text.c_str()));
   }

@@ -167,8 +167,7 @@ class TagsCheck {
 }  // namespace
 
 void CheckRun::checkTags(const std::string &name, std::string_view text, bool isShort) {
-  SourceText &source =
-      sources_.emplace_back(name, texts_.emplace_back(text.substr(0, text.find('\0'))), result_.findings);
+  SourceText &source = addArgument(name, text);
   CheckedInput input;
   input.kind = CheckInputKind::TAGS;
   input.name = name;

@@ -11,6 +11,8 @@
 #include <new>
 #include <system_error>
 
+#include "Clock.h"
+
 namespace syscombench {
 namespace {
 
@@ -32,12 +34,6 @@ BoardMemory makeBoard() {
   return BoardMemory(new (memory) Board);
 }
 
-uint64_t nowNs() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<uint64_t>(now.tv_sec) * 1'000'000'000 + static_cast<uint64_t>(now.tv_nsec);
-}
-
 void waitForChange(std::atomic<uint32_t> &word, uint32_t expected) {
   syscall(SYS_futex, wordOf(word), FUTEX_WAIT, expected, nullptr, nullptr, 0);
 }
@@ -47,7 +43,7 @@ void wakeAll(std::atomic<uint32_t> &word) {
 }
 
 void takeArrival(Board &board, Worker &receiver, const Stamp &stamp) {
-  const uint64_t now = nowNs();
+  const uint64_t now = orv::monotonicNs();
   // Of the run that is, or was the last: what is still under way when it ends has to be counted too.
   const uint32_t run = board.run.load();
   if (stamp.source >= MAX_WORKERS || (stamp.run != run && stamp.run + 1 != run)) return;

@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "Clock.h"
 #include "Histogram.h"
 
 namespace syscombench {
@@ -67,8 +68,6 @@ using BoardMemory = std::unique_ptr<Board, UnmapBoard>;
 // A board that child processes share. Throws std::system_error.
 BoardMemory makeBoard();
 
-uint64_t nowNs();
-
 // Waits until `word` is no longer `expected`, or is woken for another reason.
 void waitForChange(std::atomic<uint32_t> &word, uint32_t expected);
 void wakeAll(std::atomic<uint32_t> &word);
@@ -95,7 +94,7 @@ void sendDuringRun(Board &board, uint32_t self, uint32_t run, Send send) {
   const uint32_t limit = board.messageLimit.load();
   while (board.run.load(std::memory_order_relaxed) == run && (limit == 0 || worker.sent.load() < limit)) {
     if (!waitForRoom(board, worker, run)) break;
-    if (send(Stamp{nowNs(), self, run})) {
+    if (send(Stamp{orv::monotonicNs(), self, run})) {
       worker.sent.fetch_add(1);
     } else {
       worker.refused.fetch_add(1);

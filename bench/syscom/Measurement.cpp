@@ -5,21 +5,20 @@
 #include <stdexcept>
 
 #include "Children.h"
+#include "Clock.h"
 
 namespace syscombench {
 namespace {
 
-constexpr uint64_t NS_PER_S = 1'000'000'000;
-constexpr uint64_t NS_PER_MS = 1'000'000;
 constexpr uint64_t NEVER = std::numeric_limits<uint64_t>::max();
-constexpr uint64_t GET_GOING_NS = 200 * NS_PER_MS;
-constexpr uint64_t LIMIT_NS = 60 * NS_PER_S;
+constexpr uint64_t GET_GOING_NS = 200 * orv::NS_PER_MS;
+constexpr uint64_t LIMIT_NS = 60 * orv::NS_PER_S;
 
 // Looks at the clock often enough to end a short measurement on time, and seldom enough to be no load.
 void waitUntil(uint64_t timeNs, const std::function<void()> &check) {
   constexpr uint64_t LONGEST_MS = 100;
-  for (uint64_t now = nowNs(); now < timeNs; now = nowNs()) {
-    sleepMs(static_cast<unsigned>(std::min((timeNs - now) / NS_PER_MS + 1, LONGEST_MS)));
+  for (uint64_t now = orv::monotonicNs(); now < timeNs; now = orv::monotonicNs()) {
+    sleepMs(static_cast<unsigned>(std::min((timeNs - now) / orv::NS_PER_MS + 1, LONGEST_MS)));
     check();
   }
 }
@@ -48,9 +47,9 @@ uint64_t sum(const Board &board, std::atomic<uint32_t> Worker::*counter) {
 
 // Waits until `isDone`, for a minute at most.
 bool waitFor(const std::function<bool()> &isDone, const std::function<void()> &check) {
-  const uint64_t deadlineNs = nowNs() + LIMIT_NS;
+  const uint64_t deadlineNs = orv::monotonicNs() + LIMIT_NS;
   while (!isDone()) {
-    if (nowNs() > deadlineNs) return false;
+    if (orv::monotonicNs() > deadlineNs) return false;
     sleepMs(1);
     check();
   }
@@ -79,8 +78,8 @@ Figures measure(Board &board, const Load &load, const std::function<void()> &che
   board.pattern.store(load.pattern);
   board.window.store(load.window);
   board.messageLimit.store(0);
-  const auto lengthNs = static_cast<uint64_t>(load.seconds * static_cast<double>(NS_PER_S));
-  const uint64_t fromNs = nowNs() + GET_GOING_NS;
+  const auto lengthNs = static_cast<uint64_t>(load.seconds * static_cast<double>(orv::NS_PER_S));
+  const uint64_t fromNs = orv::monotonicNs() + GET_GOING_NS;
   uint64_t toNs = fromNs + lengthNs;
   board.measureFromNs.store(fromNs);
   board.measureToNs.store(toNs);
@@ -99,7 +98,7 @@ Figures measure(Board &board, const Load &load, const std::function<void()> &che
   for (const Worker &worker : board.workers)
     latencies.add(worker.latencies);
   figures.messages = latencies.count();
-  figures.messagesPerS = static_cast<double>(figures.messages) * NS_PER_S / static_cast<double>(toNs - fromNs);
+  figures.messagesPerS = static_cast<double>(figures.messages) * orv::NS_PER_S / static_cast<double>(toNs - fromNs);
   figures.p50Ns = latencies.quantile(0.5);
   figures.p99Ns = latencies.quantile(0.99);
   return figures;

@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
@@ -17,6 +16,7 @@
 
 #include "Children.h"
 #include "Descriptor.h"
+#include "HexText.h"
 
 namespace syscombench {
 namespace {
@@ -52,12 +52,6 @@ std::vector<uint16_t> freePorts(size_t count) {
   return ports;
 }
 
-std::string hexText(uint16_t value) {
-  char text[8];
-  std::snprintf(text, sizeof text, "0x%04x", static_cast<unsigned>(value));
-  return text;
-}
-
 std::string contentOf(const std::string &file) {
   std::ostringstream text;
   text << std::ifstream(file, std::ios::binary).rdbuf();
@@ -85,9 +79,9 @@ std::string Nodes::path(size_t index, const std::string &name) const {
 std::string Nodes::startup(size_t index) const {
   std::string slaves;
   for (size_t other = 1; other < ports_.size(); ++other) {
-    slaves += (slaves.empty() ? "" : "#") + hexText(nidOf(other)) + ":127.0.0.1:" + std::to_string(ports_[other]);
+    slaves += (slaves.empty() ? "" : "#") + orv::nidText(nidOf(other)) + ":127.0.0.1:" + std::to_string(ports_[other]);
   }
-  return "--startup=nid=" + hexText(nidOf(index)) + ",masternid=" + hexText(nidOf(0)) +
+  return "--startup=nid=" + orv::nidText(nidOf(index)) + ",masternid=" + orv::nidText(nidOf(0)) +
          ",masterip=127.0.0.1,mastergwport=" + std::to_string(ports_[0]) +
          (slaves.empty() ? "" : ",slavenids=" + slaves);
 }

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "Children.h"
+#include "Clock.h"
 #include "FreshDirectory.h"
 #include "Measurement.h"
 #include "Nodes.h"
@@ -43,7 +44,7 @@ struct Options {
 };
 
 double secondsSince(uint64_t beginNs) {
-  return static_cast<double>(nowNs() - beginNs) / 1e9;
+  return static_cast<double>(orv::monotonicNs() - beginNs) / 1e9;
 }
 
 // Child processes, killed at the end of the scope unless they have ended before.
@@ -93,7 +94,7 @@ class Run {
 
   Result all() {
     const FreshDirectory directory;
-    const uint64_t beginNs = nowNs();
+    const uint64_t beginNs = orv::monotonicNs();
     Nodes nodes(directory.path(), options_.daemon, options_.nodes);
     nodes.waitUntilUp();
     result_.startS = secondsSince(beginNs);
@@ -109,7 +110,7 @@ class Run {
     board->payloadBytes = options_.payloadBytes;
     Processes workers;
     startWorkers(*board, nodes, workers);
-    const uint64_t beginNs = nowNs();
+    const uint64_t beginNs = orv::monotonicNs();
     exchange(*board, board->nodeCount - 1, [&] { workers.check(); });
     result_.connectS = secondsSince(beginNs);
 

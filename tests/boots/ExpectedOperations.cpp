@@ -1,16 +1,17 @@
 #include "ExpectedOperations.h"
 
+#include "HexText.h"
 #include "Trace.h"
 
 namespace boots {
 namespace {
 
-using orv::sim::hexadecimal;
+using orv::hexText;
 using orv::sim::quoted;
 
 // As the log has it, where 0 is bare.
 std::string withBase(uint32_t number) {
-  return number == 0 ? "0" : hexadecimal(number);
+  return number == 0 ? "0" : hexText(number);
 }
 
 std::string failureOf(const std::string &named, int64_t result, int64_t status) {
@@ -60,7 +61,7 @@ bool walkRun(EuWalk &walk, uint32_t flags, const std::string &path, const std::s
            named + "(" + args + ") starting under sentinel EU " + withBase(eu) + " with supervision flags " +
                withBase(flags));
   const std::string call = "AaProCmdExec(" + quoted(path);
-  std::string_view rest = walk.begins(Rule::RUN, call + ", " + quoted(args) + ", " + hexadecimal(flags) + ")");
+  std::string_view rest = walk.begins(Rule::RUN, call + ", " + quoted(args) + ", " + hexText(flags) + ")");
   int64_t result = 0;
   int64_t status = 0;
   if (takeOff(rest, " = ")) {  // refused by the platform; nothing ran, and the status is as it was

@@ -5,6 +5,7 @@
 
 #include "ExpectedSlaves.h"
 #include "ExpectedUsage.h"
+#include "HexText.h"
 #include "Numbers.h"
 #include "OptionWalk.h"
 #include "Trace.h"
@@ -12,17 +13,11 @@
 namespace boots {
 namespace {
 
-using orv::sim::hexadecimal;
+using orv::hexText;
 using orv::sim::quoted;
 
 constexpr size_t EXECUTABLES_LENGTH = 255;
 constexpr size_t CONFIG_FILE_LENGTH = 4095;
-
-std::string padded(uint32_t number, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*x", digits, number);
-  return text;
-}
 
 std::string upperHexadecimal(uint32_t number) {
   char text[16];
@@ -123,17 +118,17 @@ class Expectation {
       say(Rule::START_OPTION, "Setting slavenids... " + value);
       expectSlaves(value, slaves, options_.steps);
     }
-    say(Rule::START_OPTION, "Master NID value in RT startup " + padded(options_.masterNid, 4));
+    say(Rule::START_OPTION, "Master NID value in RT startup " + hexText(options_.masterNid, 4));
   }
 
   bool number(std::string_view key, const std::string &value) {
     const auto ack = [this](const std::string &line) { say(Rule::START_OPTION, line); };
     if (key == "nid") {
       options_.nid = low16(value);
-      ack("NID set to " + padded(options_.nid, 4));
+      ack("NID set to " + hexText(options_.nid, 4));
     } else if (key == "masternid") {
       options_.masterNid = low16(value);
-      ack("Master NID set to " + padded(options_.masterNid, 4));
+      ack("Master NID set to " + hexText(options_.masterNid, 4));
     } else if (key == "testerport") {
       options_.testerPort = readUnsigned(value);
       ack("Tester port set to " + asSigned(options_.testerPort));
@@ -142,7 +137,7 @@ class Expectation {
       ack("Print port set to " + asSigned(options_.printPort));
     } else if (key == "printip") {
       options_.printIp = readUnsigned(value);
-      ack("Print IP set to " + padded(options_.printIp, 8));
+      ack("Print IP set to " + hexText(options_.printIp, 8));
     } else if (key == "mastergwport") {
       const auto port = static_cast<uint32_t>(readSigned(value, 0).value);
       call(Rule::START_OPTION, "AaConfigTagSetU32(\"orv.demo.mastergwport\", " + std::to_string(port) + ")");
@@ -152,7 +147,7 @@ class Expectation {
       call(Rule::START_OPTION, "AaConfigTagSetU16(\"orv.service.aatbts.cpid\", " + std::to_string(low16(value)) + ")");
     } else if (key == "notifreceiver") {
       options_.notifyReceiver = readUnsigned(value);
-      ack("Notify receiver set to " + hexadecimal(options_.notifyReceiver));
+      ack("Notify receiver set to " + hexText(options_.notifyReceiver));
     } else if (key == "btslogport") {
       options_.btsLogPort = readUnsigned(value);
       ack("btslogPort set to " + asSigned(options_.btsLogPort));
@@ -202,9 +197,9 @@ ExpectedOptions expectOptions(const std::vector<std::string> &arguments) {
 }
 
 std::string startupRecordLine(const ExpectedOptions &options) {
-  return "start-up record: nid=" + padded(options.nid, 4) + " masterNid=" + padded(options.masterNid, 4) +
+  return "start-up record: nid=" + hexText(options.nid, 4) + " masterNid=" + hexText(options.masterNid, 4) +
          " masterIp=" + quoted(options.masterIp) + " testerPort=" + std::to_string(options.testerPort) +
-         " printPort=" + std::to_string(options.printPort) + " printIp=" + hexadecimal(options.printIp) +
+         " printPort=" + std::to_string(options.printPort) + " printIp=" + hexText(options.printIp) +
          " btsLogPort=" + std::to_string(options.btsLogPort) +
          " testerMultiplicity=" + std::to_string(options.testerMultiplicity) +
          " sysComGwProtocol=" + (options.sysComGwProtocol ? quoted(*options.sysComGwProtocol) : "none") +

@@ -2,12 +2,14 @@
 
 #include <string>
 
+#include "HexText.h"
 #include "Numbers.h"
 #include "Trace.h"
 
 namespace boots {
 namespace {
 
+using orv::hexText;
 using orv::sim::quoted;
 
 // Of a tag's name, by its buffer.
@@ -15,10 +17,6 @@ constexpr size_t NID_NAME = 19;
 constexpr size_t IP_NAME = 18;
 constexpr size_t PORT_NAME = 22;
 constexpr size_t IP_LENGTH = 15;
-
-std::string hexadecimal(uint32_t number) {
-  return orv::sim::hexadecimal(number);
-}
 
 // Four decimal numbers up to 255 without zeros in front.
 bool isAddress(std::string_view text) {
@@ -52,7 +50,7 @@ void expectSlave(std::string_view item, uint32_t number, std::vector<Step> &step
   };
 
   const auto nid = static_cast<uint16_t>(readSigned(item.substr(0, first), 0).value);
-  say("AddSlave/ " + slave + " nid=" + hexadecimal(nid));
+  say("AddSlave/ " + slave + " nid=" + hexText(nid));
   if (nid == 0) return say("Failed to get node id for " + slave);
   set("AaConfigTagSetU16", (tag + "nid").substr(0, NID_NAME), std::to_string(nid));
 

@@ -3,12 +3,13 @@
 #include "DefinitionReader.h"
 #include "ExecutableText.h"
 #include "ExpectedOperations.h"
+#include "HexText.h"
 #include "Trace.h"
 
 namespace boots {
 namespace {
 
-using orv::sim::hexadecimal;
+using orv::hexText;
 using orv::sim::quoted;
 
 constexpr uint32_t EXE_BUDGET_MS = 240000;
@@ -186,9 +187,9 @@ class Startup {
   }
 
   void send(Rule rule, const std::string &message, uint32_t id, uint32_t receiver, uint32_t sender, uint32_t bytes) {
-    walk_.answer(rule, "AaSysComMsgSendWithPriority(message " + message + ", 0: id " + hexadecimal(id) + ", receiver " +
-                           hexadecimal(receiver) + ", sender " + hexadecimal(sender) + ", payload " +
-                           std::to_string(bytes) + " bytes)");
+    walk_.answer(rule, "AaSysComMsgSendWithPriority(message " + message + ", 0: id " + hexText(id) + ", receiver " +
+                           hexText(receiver) + ", sender " + hexText(sender) + ", payload " + std::to_string(bytes) +
+                           " bytes)");
   }
 
   uint32_t number(Rule rule, const std::string &call) {
@@ -208,14 +209,14 @@ class Startup {
     constexpr Rule RULE = Rule::NOTIFICATION;
     const uint32_t cpid = number(RULE, "AaSysComEuUserRegister(0)");
     if (cpid == 0) return error(RULE, "initFinishNotify: syscom registration failed");
-    const std::string receiver = hexadecimal(options_.notifyReceiver);
+    const std::string receiver = hexText(options_.notifyReceiver);
     if (const auto message = createMessage(RULE, "0x1b9d, 0, " + receiver)) {
       send(RULE, *message, 0x1b9d, options_.notifyReceiver, 0x0f010000 | cpid, 0);
       info(RULE, "initFinishNotify: ORVDAEMON_INIT_FINISH_NOTIF_MSG sent to " + receiver);
     } else {
       error(RULE, "initFinishNotify: ORVDAEMON_INIT_FINISH_NOTIF_MSG creation failed");
     }
-    walk_.answer(RULE, "AaSysComUserDeregister(" + hexadecimal(cpid) + ")");
+    walk_.answer(RULE, "AaSysComUserDeregister(" + hexText(cpid) + ")");
   }
 
   void shutdownSupport() {

@@ -3,7 +3,6 @@
 #include <pthread.h>
 #include <sys/eventfd.h>
 #include <sys/random.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,6 +12,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "Clock.h"
 #include "Texts.h"
 
 namespace orv::gateway {
@@ -26,9 +26,7 @@ constexpr uint32_t SEVERITY_ERROR = 4;
 constexpr uint64_t ENDING_MS = 2000;
 
 uint64_t clockMs() {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
+  return monotonicNs() / NS_PER_MS;
 }
 
 // A number that no other run of any node has. 0 is none.

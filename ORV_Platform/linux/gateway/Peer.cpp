@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "GatewayWire.h"
+#include "HexText.h"
 #include "Texts.h"
 
 namespace orv::gateway {
@@ -41,7 +42,7 @@ Peer::Peer(void *context, const PeerSettings &settings, uint16_t nid, const std:
       reports_(reports),
       buffer_(MAX_MESSAGE_SIZE),
       outbox_(settings.queueLimit, settings.deliveryTimeoutMs),
-      connection_(context, "peer-" + hexText(nid, 4), endpoint, ownKeys) {}
+      connection_(context, "peer-" + nidText(nid), endpoint, ownKeys) {}
 
 Peer::~Peer() {
   if (socket_.descriptor >= 0) removeMessageSocket(socket_);

@@ -1,17 +1,11 @@
 #include "Texts.h"
 
-#include <cstdio>
+#include "HexText.h"
 
 namespace orv::gateway {
 
-std::string hexText(uint32_t value, int digits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%0*x", digits, static_cast<unsigned>(value));
-  return text;
-}
-
 std::string nodeText(uint16_t nid) {
-  return "node " + hexText(nid, 4);
+  return "node " + nidText(nid);
 }
 
 std::string messageText(const MessageHeader &header) {

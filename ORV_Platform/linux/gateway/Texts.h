@@ -9,8 +9,6 @@
 
 namespace orv::gateway {
 
-std::string hexText(uint32_t value, int digits);
-
 // "node 0x2011"
 std::string nodeText(uint16_t nid);
 

@@ -24,6 +24,10 @@ bool isBetween(char byte, unsigned char from, unsigned char to) {
   return static_cast<unsigned char>(byte) >= from && static_cast<unsigned char>(byte) <= to;
 }
 
+bool isContinuation(char byte) {
+  return isBetween(byte, 0x80, 0xbf);
+}
+
 }  // namespace
 
 size_t utf8Length(std::string_view text) {
@@ -33,9 +37,7 @@ size_t utf8Length(std::string_view text) {
     if (form.length == 1) return 1;
     if (text.size() < form.length || !isBetween(text[1], form.secondFrom, form.secondTo)) return 0;
     const std::string_view others = text.substr(2, form.length - 2);
-    const bool isWhole =
-        std::all_of(others.begin(), others.end(), [](char byte) { return isBetween(byte, 0x80, 0xbf); });
-    return isWhole ? form.length : 0;
+    return std::all_of(others.begin(), others.end(), isContinuation) ? form.length : 0;
   }
   return 0;
 }
@@ -47,6 +49,19 @@ bool isUtf8(std::string_view text) {
     text.remove_prefix(length);
   }
   return true;
+}
+
+size_t utf8Characters(std::string_view text) {
+  return text.size() - static_cast<size_t>(std::count_if(text.begin(), text.end(), isContinuation));
+}
+
+std::string_view utf8Cut(std::string_view text, size_t limit) {
+  if (text.size() <= limit) return text;
+  constexpr size_t LONGEST_CHARACTER = 4;
+  for (size_t back = 0; back < LONGEST_CHARACTER && back <= limit; ++back) {
+    if (!isContinuation(text[limit - back])) return text.substr(0, limit - back);
+  }
+  return text.substr(0, limit);
 }
 
 }  // namespace orv
