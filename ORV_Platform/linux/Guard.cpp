@@ -14,6 +14,7 @@
 #include <new>
 #include <string>
 
+#include "Clock.h"
 #include "Descriptor.h"
 #include "GuardTable.h"
 #include "NodePaths.h"

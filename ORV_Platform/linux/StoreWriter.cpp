@@ -21,6 +21,7 @@
 #include "ServiceThread.h"
 #include "StoreWrites.h"
 #include "SystemLog.h"
+#include "Utf8.h"
 
 namespace orv {
 namespace {
@@ -249,7 +250,7 @@ bool queueEvent(Waiting &waiting, Event &&event) {
     ++waiting.droppedEvents;
     return false;
   }
-  event.text.resize(cutText(std::string_view(event.text), MAX_EVENT_TEXT_LENGTH).size());
+  event.text.resize(utf8Cut(event.text, MAX_EVENT_TEXT_LENGTH).size());
   waiting.events.push_back(std::move(event));
   return true;
 }
