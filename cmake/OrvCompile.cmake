@@ -30,7 +30,9 @@ target_link_libraries(orv_compile INTERFACE Threads::Threads)
 
 if(ORV_DEBIAN_PACKAGES)
   # For all that is compiled, what does without orv_compile included: a package is the same wherever it was built.
+  # The linker's command has it for link-time optimisation, which compiles as well.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  add_link_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
 endif()
 
 target_compile_options(orv_compile INTERFACE -fstack-protector-strong)
