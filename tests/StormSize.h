@@ -6,8 +6,9 @@
 #include <fstream>
 #include <string>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-// A sanitizer makes each line many times as slow, and keeps freed memory for itself.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(ORV_EMULATED)
+// A sanitizer makes each line many times as slow, and keeps freed memory for itself; so does an emulator, with what it
+// translates.
 constexpr unsigned long STORM_LINES = 50'000;
 constexpr bool MEMORY_TELLS = false;
 #else
