@@ -6,10 +6,13 @@
 #include <fstream>
 #include <string>
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(ORV_EMULATED)
-// A sanitizer makes each line many times as slow, and keeps freed memory for itself; so does an emulator, with what it
-// translates.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// A sanitizer makes each line many times as slow, and keeps freed memory for itself.
 constexpr unsigned long STORM_LINES = 50'000;
+constexpr bool MEMORY_TELLS = false;
+#elif defined(ORV_EMULATED)
+// An emulator is slower still, and its memory grows with the code that it has translated.
+constexpr unsigned long STORM_LINES = 20'000;
 constexpr bool MEMORY_TELLS = false;
 #else
 constexpr unsigned long STORM_LINES = 1'000'000;
