@@ -4,7 +4,7 @@
 #
 # SOURCE, BUILD     the project and a folder to build in, which is made anew
 # PLATFORM          the folder with this project's libORV.so and libTARNDDAL.so
-# CONTRACT_TEST     the test program that reads the built file
+# CONTRACT_TEST     the command that runs the test program that reads the built file
 # OPTIONS           of CMake: compilers and target as in the build that PLATFORM comes from
 # BUILD_TYPE, CXX_FLAGS, SANITIZE   as there
 function(run)
