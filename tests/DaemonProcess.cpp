@@ -90,6 +90,9 @@ void setUpSignals(const ProcessStart &start) {
 
 DaemonProcess::DaemonProcess(const ProcessStart &start) {
   std::vector<std::string> arguments = start.arguments;
+#ifdef ORV_ADOPT_ORPHANS
+  arguments.insert(arguments.begin(), ORV_ADOPT_ORPHANS);  // programs/adopt-orphans.c
+#endif
   std::vector<std::string> environment = wholeEnvironment(start.environment);
   const std::vector<char *> argumentPointers = pointers(arguments);
   const std::vector<char *> environmentPointers = pointers(environment);

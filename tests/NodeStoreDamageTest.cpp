@@ -13,7 +13,7 @@ using namespace storetest;
 namespace {
 
 constexpr uint32_t SEED = 20'231'114;
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(ORV_EMULATED)
 // Two processes each, and a sanitizer's takes some twenty times as long to be made and to end.
 constexpr int DAMAGES = 60;
 #else

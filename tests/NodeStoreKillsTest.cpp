@@ -212,7 +212,7 @@ std::string tagOf(int process) {
 // Sets its tag and polls until it sees those of all others.
 int setAndPoll(const std::string &directory, int own, int processes) {
   using Clock = std::chrono::steady_clock;
-  const auto deadline = Clock::now() + std::chrono::seconds(60);
+  const auto deadline = Clock::now() + std::chrono::seconds(120);
   std::unique_ptr<NodeStore> store;
   if (!NodeStore::open(directory, Access::EXISTING, store).ok()) return 1;
   if (!store->setTag(tagOf(own), u32(static_cast<uint32_t>(own))).ok()) return 2;

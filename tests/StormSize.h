@@ -10,6 +10,10 @@
 // A sanitizer makes each line many times as slow, and keeps freed memory for itself.
 constexpr unsigned long STORM_LINES = 50'000;
 constexpr bool MEMORY_TELLS = false;
+#elif defined(ORV_EMULATED)
+// An emulator is slower still, and its memory grows with the code that it has translated.
+constexpr unsigned long STORM_LINES = 20'000;
+constexpr bool MEMORY_TELLS = false;
 #else
 constexpr unsigned long STORM_LINES = 1'000'000;
 constexpr bool MEMORY_TELLS = true;
