@@ -83,7 +83,8 @@ def expect_nothing_left(machine):
     """No process of the node is left, in the unit's control group or elsewhere."""
     left = machine.ask("grep -l orvdaemon /proc/[0-9]*/cgroup; "
                        # Brackets: what looks for them is none of them.
-                       "grep -laE '[O]RVDaemonExe|[o]rv-guard|/[o]pt/node|/[o]pt/thermometer' /proc/[0-9]*/cmdline; ls -d /sys/fs/cgroup/system.slice/orvdaemon.service; true")
+                       "grep -laE '[O]RVDaemonExe|[o]rv-guard|/[o]pt/node|/[o]pt/thermometer' /proc/[0-9]*/cmdline; "
+                       "ls -d /sys/fs/cgroup/system.slice/orvdaemon.service; true")
     left = [line for line in left.splitlines() if not line.startswith("ls: cannot access")]
     equal(machine, "what is left of the node", left, [])
 

@@ -6,6 +6,7 @@ import random
 import shutil
 import sys
 import time
+import traceback
 
 import footprint
 import machine
@@ -28,6 +29,9 @@ def test(options):
             scenarios.SCENARIOS[name](scenarios.Plan(options.arch, options.folder, seed, options.cuts, say))
         except Failure as failure:
             say(f"FAILED: {failure}")
+            return False
+        except Exception:  # the others are to go on, and this one is to be seen
+            say(f"FAILED: {traceback.format_exc()}")
             return False
         say(f"passed after {time.monotonic() - started:.0f} s")
         return True
