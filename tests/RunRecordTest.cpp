@@ -256,6 +256,91 @@ TEST_F(RunRecordResets, WithdrawnRequestIsAsNone) {
   EXPECT_EQ(start().resetsInARow, 0U);
 }
 
+// A state directory that cannot be written at the shutdown: something is in the new file's place.
+class RunRecordNotes : public RunRecordTest {
+ protected:
+  void makeUnwritable() const {
+    std::filesystem::create_directories(directory_.path(std::string(FILE_NAME) + ".new/in-use"));
+    ASSERT_FALSE(orv::recordGracefulShutdown(state()).ok());
+  }
+  std::string nodeDirectory() const {
+    return node_.path();
+  }
+  // The count of a start that takes the note.
+  uint32_t countOfNextStart() const {
+    RunRecord before;
+    RunRecord record;
+    static_cast<void>(orv::readRunRecord(state(), before));
+    static_cast<void>(orv::recordStart(state(), {}, record, orv::takeShutdownNote(nodeDirectory(), before)));
+    return record.ungracefulCount;
+  }
+
+  FreshDirectory node_;
+};
+
+TEST_F(RunRecordNotes, ShutdownThatCannotBeRecordedIsNoDeath) {
+  start();
+  makeUnwritable();
+  EXPECT_TRUE(orv::noteGracefulShutdown(state(), nodeDirectory()).ok());
+  EXPECT_EQ(countOfNextStart(), 0U);
+}
+
+TEST_F(RunRecordNotes, WithoutANoteItIsADeath) {
+  start();
+  makeUnwritable();
+  EXPECT_EQ(countOfNextStart(), 1U);
+}
+
+TEST_F(RunRecordNotes, NoteIsOfOneRunAlone) {
+  start();
+  makeUnwritable();
+  EXPECT_TRUE(orv::noteGracefulShutdown(state(), nodeDirectory()).ok());
+  EXPECT_EQ(countOfNextStart(), 0U);
+  EXPECT_EQ(countOfNextStart(), 1U);  // that run has died
+}
+
+TEST_F(RunRecordNotes, EachShutdownOfAStateThatStaysUnwritableIsNoted) {
+  start();
+  makeUnwritable();
+  for (int run = 0; run < 3; ++run) {
+    EXPECT_TRUE(orv::noteGracefulShutdown(state(), nodeDirectory()).ok());
+    EXPECT_EQ(countOfNextStart(), 0U);
+  }
+}
+
+TEST_F(RunRecordNotes, NoteForgivesAsAShutdownDoes) {
+  start();
+  start();
+  ASSERT_EQ(start().ungracefulCount, 2U);
+  makeUnwritable();
+  EXPECT_TRUE(orv::noteGracefulShutdown(state(), nodeDirectory()).ok());
+  EXPECT_EQ(countOfNextStart(), 0U);
+}
+
+TEST_F(RunRecordNotes, NoteOfAnotherRunOrBootIsNone) {
+  for (const char *key : {"bootId", "startedBoottimeNs"}) {
+    start();
+    EXPECT_TRUE(orv::noteGracefulShutdown(state(), nodeDirectory()).ok());
+    edit(key, "1");
+    const RunRecord record = read();
+    ASSERT_TRUE(record.up);
+    EXPECT_FALSE(orv::takeShutdownNote(nodeDirectory(), record)) << key;
+    ASSERT_TRUE(orv::recordGracefulShutdown(state()).ok());
+  }
+}
+
+TEST_F(RunRecordNotes, GarbageIsNoNoteAndIsTakenAway) {
+  start();
+  node_.write("run-shut-down", GARBAGE);
+  EXPECT_FALSE(orv::takeShutdownNote(nodeDirectory(), read()));
+  EXPECT_TRUE(std::filesystem::is_empty(nodeDirectory()));
+}
+
+TEST_F(RunRecordNotes, ARunThatIsNotUpNeedsNone) {
+  EXPECT_TRUE(orv::noteGracefulShutdown(state(), nodeDirectory()).ok());
+  EXPECT_TRUE(std::filesystem::is_empty(nodeDirectory()));
+}
+
 TEST_F(RunRecordFile, IsReadableByTheOwnerAndTheGroupAlone) {
   umask(022);
   start();

@@ -120,11 +120,13 @@ Status countRunStart(const NodeStore &store, const ResetLimits &limits, RunRecor
   StartFindings findings;
   // Said by recordStart below, which reads the same file.
   findings.runKnown = readRunRecord(directory, findings.before).ok();
+  const bool lastWasShutDown = takeShutdownNote(nodeDirectory(), findings.before);
+  if (lastWasShutDown) findings.before = asShutDown(findings.before);
   findings.bootId = currentBootId();
   complainUnlessOk(readFlightRecord(directory, findings.flight));
   findings.word = askBoard(boardWordSources(store));
 
-  Status started = recordStart(directory, limits, record);
+  Status started = recordStart(directory, limits, record, lastWasShutDown);
   entry = judgeLastRun(findings);
   stamp(entry);
   entry.resetsInARow = record.resetsInARow;

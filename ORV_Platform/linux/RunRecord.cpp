@@ -22,7 +22,9 @@ namespace {
 
 constexpr const char *RECORD_NAME = "run-record";
 constexpr const char *RECORD = "the run record";  // in messages
-constexpr size_t MAX_RECORD_SIZE = 4096;          // bytes; a record has some 150
+constexpr const char *NOTE_NAME = "run-shut-down";
+constexpr const char *NOTE = "the note of the shutdown";  // in messages
+constexpr size_t MAX_RECORD_SIZE = 4096;                  // bytes; a record has some 150
 constexpr mode_t FILE_MODE = 0640;
 
 std::string recordPath(const std::string &stateDirectory) {
@@ -172,10 +174,12 @@ Status readRunRecord(const std::string &stateDirectory, RunRecord &record) {
                                       " (the next change of it writes it anew)");
 }
 
-Status recordStart(const std::string &stateDirectory, const ResetLimits &limits, RunRecord &record) {
+Status recordStart(const std::string &stateDirectory, const ResetLimits &limits, RunRecord &record,
+                   bool lastWasShutDown) {
   Status found;
   Status written = changeRecord(stateDirectory, found, [&](RunRecord &current) {
     const std::string bootId = currentBootId();
+    if (lastWasShutDown) current = asShutDown(current);
     if (current.up) {
       countEnd(bootId, limits, current);
     } else {
@@ -191,17 +195,37 @@ Status recordStart(const std::string &stateDirectory, const ResetLimits &limits,
   return written.ok() ? found : written;
 }
 
+RunRecord asShutDown(const RunRecord &record) {
+  RunRecord cleared;
+  cleared.bootId = record.bootId;
+  cleared.startedBoottimeNs = record.startedBoottimeNs;
+  return cleared;
+}
+
+Status noteGracefulShutdown(const std::string &stateDirectory, const std::string &nodeDirectory) {
+  RunRecord record;
+  if (Status found = readRunRecord(stateDirectory, record); !found.ok()) return found;
+  if (!record.up) return Status::success();
+  return replaceStateFile(nodeDirectory, NOTE_NAME, NOTE, format(asShutDown(record)));
+}
+
+bool takeShutdownNote(const std::string &nodeDirectory, const RunRecord &record) {
+  std::optional<std::string> text;
+  const Status found = readStateFile(nodeDirectory, NOTE_NAME, NOTE, MAX_RECORD_SIZE, text);
+  unlink((nodeDirectory + "/" + NOTE_NAME).c_str());
+  RunRecord note;
+  // One that cannot be read or understood is none: the run then counts as one that has died, as it would without it.
+  return found.ok() && text && parse(*text, note) && record.up && note.bootId == record.bootId &&
+         note.startedBoottimeNs == record.startedBoottimeNs;
+}
+
 // The three below overwrite what cannot be understood with what is to be there, so that there is nothing to report of
 // it.
 
 Status recordGracefulShutdown(const std::string &stateDirectory) {
   Status found;  // not reported: a record that could not be understood is cleared as any other
   return changeRecord(stateDirectory, found, [](RunRecord &record) {
-    const std::string bootId = record.bootId;
-    const uint64_t startedNs = record.startedBoottimeNs;
-    record = RunRecord{};
-    record.bootId = bootId;
-    record.startedBoottimeNs = startedNs;
+    record = asShutDown(record);
     return true;
   });
 }

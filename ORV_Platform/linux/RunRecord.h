@@ -12,7 +12,9 @@
 //  - board resets that the daemon itself requested within `resetWindowS` of its start are remembered; one more than
 //    `resetBudget` of them in a row counts (with the defaults the fourth), so that a node whose application always
 //    fails ends in a state that can be repaired and not in a reset loop. A run that ended otherwise breaks the row.
-// A graceful shutdown clears all of it.
+// A graceful shutdown clears all of it. Where the state directory cannot be written at that moment (it is full or
+// read-only), a note in the node directory, which lives as long as the machine is up, keeps the next start from taking
+// the shutdown for a death of the daemon.
 #ifndef ORV_LINUX_RUNRECORD_H
 #define ORV_LINUX_RUNRECORD_H
 
@@ -45,11 +47,23 @@ std::string currentBootId();
 Status readRunRecord(const std::string &stateDirectory, RunRecord &record);
 
 // The CE starts: counts as described above and marks the record up. `record` is the record as written; on failure as it
-// would have been written, so that the node can go on without a state directory.
-Status recordStart(const std::string &stateDirectory, const ResetLimits &limits, RunRecord &record);
+// would have been written, so that the node can go on without a state directory. `lastWasShutDown`: the last run was,
+// whatever its record says (takeShutdownNote).
+Status recordStart(const std::string &stateDirectory, const ResetLimits &limits, RunRecord &record,
+                   bool lastWasShutDown = false);
 
 // The CE has been shut down gracefully: clears the record.
 Status recordGracefulShutdown(const std::string &stateDirectory);
+
+// The CE has been shut down gracefully, and that could not be recorded: leaves a note in `nodeDirectory` of the run
+// that the record says is up.
+Status noteGracefulShutdown(const std::string &stateDirectory, const std::string &nodeDirectory);
+
+// Takes the note of `nodeDirectory` away. True when it is of the run that `record` says is up: that run was shut down.
+bool takeShutdownNote(const std::string &nodeDirectory, const RunRecord &record);
+
+// `record` once its run has been shut down gracefully.
+RunRecord asShutDown(const RunRecord &record);
 
 // A board reset is about to be made: remembers it where the CE has been up for no longer than `resetWindowS`.
 Status recordResetRequest(const std::string &stateDirectory, const ResetLimits &limits);

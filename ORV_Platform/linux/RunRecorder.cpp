@@ -145,6 +145,8 @@ void recordStop() {
   Status entered;
   withoutExceptions<int>(0, [&] {
     recorded = recordGracefulShutdown(stateDirectory());
+    // What has gone wrong is reported once, by whoever asks for `recorded`.
+    if (!recorded.ok()) static_cast<void>(noteGracefulShutdown(stateDirectory(), nodeDirectory()));
     entered = recordRunStop();
     return 0;
   });

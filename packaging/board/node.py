@@ -1,0 +1,117 @@
+"""What is asked of the node on a board, and what has to hold there."""
+import json
+import re
+
+from machine import BOOT_LIMIT_S
+
+UNIT = "orvdaemon.service"
+# Of packaging/board/root/etc: name and state once all is well, in the order of their start.
+EXECUTABLES = {"/opt/node/hardware-check": "online"}
+APPLICATIONS = {"thermometer": "online", "radio": "online", "pump": "running", "recorder": "running"}
+# As the daemon writes it; its line in the journal has no "Info".
+COMPLETE = r"ORVDaemonExe\[\d+\]: Info/.*CE start-up complete"
+STARTING = r"Starting orvdaemon\.service"
+
+
+def expect(machine, what, is_so, seen=""):
+    """Fails with the console's end and with what was seen instead."""
+    if not is_so:
+        raise machine.failure(f"it does not hold that {what}" + (f"; seen: {seen}" if seen != "" else ""))
+
+
+def equal(machine, what, value, expected):
+    expect(machine, f"{what} is {expected!r}", value == expected, repr(value))
+
+
+def unit(machine, *names):
+    """Properties of the unit, as systemd shows them."""
+    shown = machine.ask(f"systemctl show {UNIT} -p {','.join(names)}")
+    values = dict(line.split("=", 1) for line in shown.splitlines())
+    return values[names[0]] if len(names) == 1 else [values[name] for name in names]
+
+
+def status(machine):
+    return machine.ask_json("orvctl status --json")
+
+
+def ungraceful(machine):
+    return machine.ask_json("orvctl ungraceful --json")
+
+
+def why_reset(machine):
+    return machine.ask_json("orvctl why-reset --json")
+
+
+def log(machine, options=""):
+    """The lines of `orvctl log`, as objects."""
+    return [json.loads(line) for line in machine.ask(f"orvctl log --json {options}").splitlines()]
+
+
+def states(report, kind):
+    return {program["name"]: program["state"] for program in report["programs"] if program["kind"] == kind}
+
+
+def pids(report):
+    return [report["daemon"]["pid"]] + [program["pid"] for program in report["programs"] if program["pid"]]
+
+
+def wait_for_start_up(machine, begin=0, limit_s=BOOT_LIMIT_S):
+    """Waits for the console's word that a start-up is complete, and for the unit; the console's index behind it."""
+    index = machine.wait_for_console(COMPLETE, begin, limit_s) + 1
+    machine.until("the unit", lambda: unit(machine, "ActiveState"), "active")
+    return index
+
+
+def expect_up(machine, applications=True, pump="running"):
+    """The node is up, as the unit, `orvctl status` and the count of ungraceful ends tell; what `orvctl status` tells."""
+    equal(machine, "the unit", unit(machine, "ActiveState", "SubState", "Type"), ["active", "running", "notify"])
+    wanted = {**APPLICATIONS, "pump": pump} if applications else dict.fromkeys(APPLICATIONS, "not_started")
+    # The start-up is complete while the last programs, which nobody waits for, are only just being started.
+    machine.until("the applications", lambda: states(status(machine), "application"), wanted)
+    report = status(machine)
+    equal(machine, "the run", report["run"]["state"], "up")
+    expect(machine, "the daemon lives", report["daemon"]["alive"])
+    equal(machine, "the main process", report["daemon"]["pid"], int(unit(machine, "MainPID")))
+    equal(machine, "the start-up", report["startup"]["state"], "complete")
+    equal(machine, "the executables", states(report, "executable"), EXECUTABLES)
+    equal(machine, "what kept the applications from starting", report["startup"]["applications_skipped"],
+          None if applications else "ungraceful_shutdowns")
+    return report
+
+
+def expect_nothing_left(machine):
+    """No process of the node is left, in the unit's control group or elsewhere."""
+    left = machine.ask("grep -l orvdaemon /proc/[0-9]*/cgroup; "
+                       # Brackets: what looks for them is none of them.
+                       "grep -laE '[O]RVDaemonExe|[o]rv-guard|/[o]pt/node|/[o]pt/thermometer' /proc/[0-9]*/cmdline; "
+                       "ls -d /sys/fs/cgroup/system.slice/orvdaemon.service; true")
+    left = [line for line in left.splitlines() if not line.startswith("ls: cannot access")]
+    equal(machine, "what is left of the node", left, [])
+
+
+def start_anew(machine, verb="restart"):
+    """`systemctl restart` or `start`, until the new start-up is complete."""
+    begin = len(machine.console)
+    # Starts count for the unit's start limit, whoever asks for them.
+    machine.ask(f"systemctl reset-failed {UNIT}; systemctl {verb} {UNIT}")
+    wait_for_start_up(machine, begin)
+
+
+def journal(machine, since):
+    """What the unit has logged since that time of the monotonic clock, in microseconds."""
+    lines = machine.ask(f"journalctl -b -q -u {UNIT} -o json --output-fields=MESSAGE").splitlines()
+    entries = [json.loads(line) for line in lines]
+    return [entry["MESSAGE"] for entry in entries if int(entry["__MONOTONIC_TIMESTAMP"]) >= since]
+
+
+def started_at(machine):
+    return int(unit(machine, "ExecMainStartTimestampMonotonic"))
+
+
+def expect_said(machine, pattern):
+    """The node has said since its last start what the pattern asks for; the first such message."""
+    messages = journal(machine, started_at(machine))
+    for message in messages:
+        if re.search(pattern, message):
+            return message
+    raise machine.failure(f"the node does not say '{pattern}'; it says: {messages}")
