@@ -11,6 +11,7 @@
 #include <cstring>
 #include <map>
 #include <stdexcept>
+#include <string>
 
 #include "ProcessTable.h"
 
@@ -127,7 +128,14 @@ void DaemonProcess::signal(int number) const {
 
 int DaemonProcess::waitForExit() {
   if (ended_) return waitStatus_;
-  waitStatus_ = ::waitForEnd(pid_);
+  try {
+    waitStatus_ = ::waitForEnd(pid_);
+  } catch (const std::runtime_error &hangs) {
+    std::string text = std::string(hangs.what()) + "\nIts lines:";
+    for (const std::string &line : errorLines())
+      text += "\n  " + line;
+    throw std::runtime_error(text);
+  }
   ended_ = true;
   output_->waitForEnd();
   error_->waitForEnd();
