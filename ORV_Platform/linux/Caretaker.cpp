@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
@@ -16,6 +17,7 @@
 #include <csignal>
 #include <cstring>
 #include <mutex>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -158,15 +160,18 @@ void *runCaretaker(void *) {
     std::array<epoll_event, 32> events;
     const int timeoutMs = later.timeoutMs(orphansMayLive || outputs.hasUnfinishedLines());
     const int count = epoll_wait(all.poller, events.data(), static_cast<int>(events.size()), timeoutMs);
+    const auto ready = std::span(events).first(static_cast<size_t>(std::max(count, 0)));
+    // Before the requests are looked at: whoever makes one after that wakes the caretaker again.
+    if (std::ranges::any_of(ready, [](const epoll_event &event) { return event.data.u64 == WAKE; })) drain(all.wakeUp);
     // Before the events: one of them may be of an output that has just been added.
     if (takeRequests(all, outputs, orphansMayLive)) {
       outputs.finishAll();
       return nullptr;
     }
-    for (int i = 0; i < count; ++i) {
-      const uint64_t what = events[static_cast<size_t>(i)].data.u64;
+    for (const epoll_event &event : ready) {
+      const uint64_t what = event.data.u64;
       if (what == CHILD_SIGNAL || what == WAKE) {
-        drain(what == WAKE ? all.wakeUp : all.childSignal);
+        if (what == CHILD_SIGNAL) drain(all.childSignal);
         // The shutdown does it itself. Who was guarded may have had children, which are orphans now.
         if (!programsAreEnded() && collectOrphans()) orphansMayLive = true;
       } else if (what == READINESS) {
