@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
+#include "HeldStore.h"
 #include "ProcessTable.h"
-#include "StoreEnvironment.h"
 #include "TestNode.h"
 #include "WaitUntil.h"
 
@@ -216,12 +216,7 @@ TEST_F(DaemonOutput, SupervisionGoesOnWhileSomebodyHoldsTheStoreLocked) {
   const auto daemon = node.startedDaemon({"-v"});
   node.waitForEu("app", orv::EuState::RUNNING);
   {
-    std::unique_ptr<orv::StoreEnvironment> environment;
-    std::string setAside;
-    ASSERT_TRUE(
-        orv::StoreEnvironment::open(node.nodeDirectory() + "/node.mdb", false, false, environment, setAside).ok());
-    const orv::WriteTransaction held(*environment);
-    ASSERT_EQ(held.code(), 0);
+    const HeldStore held(node.nodeDirectory());
     node.writeFile("go", "");
     daemon->waitForErrorLine(errorLine("exeRun: executable '/bin/sh' failed with status 4"));
   }

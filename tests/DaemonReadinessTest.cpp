@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "HeldStore.h"
 #include "ProcessTable.h"
-#include "StoreEnvironment.h"
 #include "TestNode.h"
 #include "WaitUntil.h"
 
@@ -143,12 +143,7 @@ TEST_F(DaemonReadiness, WhatIsSaidAgainAndAgainWhileTheStoreIsLockedIsRecordedOn
   const auto daemon = node.startedDaemon({"-v"});
   node.waitForEu("app", orv::EuState::RUNNING);
   {
-    std::unique_ptr<orv::StoreEnvironment> environment;
-    std::string setAside;
-    ASSERT_TRUE(
-        orv::StoreEnvironment::open(node.nodeDirectory() + "/node.mdb", false, false, environment, setAside).ok());
-    const orv::WriteTransaction held(*environment);
-    ASSERT_EQ(held.code(), 0);
+    const HeldStore held(node.nodeDirectory());
     node.writeFile("go", "");
     daemon->waitForOutputLineWith("barrier passed");
   }

@@ -18,7 +18,6 @@
 #include "Descriptor.h"
 #include "GuardTable.h"
 #include "NodePaths.h"
-#include "NodeStore.h"
 #include "Spawn.h"
 
 namespace orv {
