@@ -33,6 +33,10 @@ if(ORV_DEBIAN_PACKAGES)
   # The linker's command has it for link-time optimisation, which compiles as well.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
   add_link_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  # A compiler's cache that is told a base folder hands the compiler relative paths, which nothing maps.
+  foreach(language C CXX)
+    list(PREPEND CMAKE_${language}_COMPILER_LAUNCHER env CCACHE_BASEDIR=)
+  endforeach()
 endif()
 
 target_compile_options(orv_compile INTERFACE -fstack-protector-strong)
