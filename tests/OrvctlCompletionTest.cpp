@@ -1,8 +1,8 @@
 // Completion of orvctl's command line: what the program offers, and what the shells make of it. The shells are the real
 // ones; one that is not installed is skipped.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
+#include "CompletionShells.h"
 #include "OrvctlFixture.h"
 
 using namespace orvctltest;
@@ -17,28 +17,8 @@ class OrvctlCompletion : public Orvctl {
     return output(DONE, arguments);
   }
 
-  // What a program prints that finds orvctl in PATH.
-  Lines shell(const Lines &arguments) const {
-    const std::string program = ORVCTL_PATH;
-    ProcessStart start;
-    start.arguments = arguments;
-    start.environment = {"ORV_NODE_DIR=" + node(), "ORV_STATE_DIR=" + state(), "HOME=" + directory_.path(), "TERM=dumb",
-                         "PATH=" + program.substr(0, program.rfind('/')) + ":/usr/bin:/bin"};
-    start.directory = directory_.path();
-    const CommandResult result = runCommand(start);
-    EXPECT_EQ(result.errors, Lines());
-    return result.output;
-  }
-
-  // What bash offers for a line that ends at the cursor, taken to words as bash does it.
-  Lines bash(const std::string &line, const Lines &words) const {
-    std::string script = "source '" ORV_COMPLETIONS_DIR "/orvctl.bash'\ncompopt() { :; }\nCOMP_LINE='" + line +
-                         "'\nCOMP_POINT=${#COMP_LINE}\nCOMP_WORDS=(";
-    for (const std::string &word : words)
-      script += " '" + word + "'";
-    script += ")\nCOMP_CWORD=$((${#COMP_WORDS[@]} - 1))\n_orvctl orvctl\n" +
-              std::string("printf '%s\\n' \"${COMPREPLY[@]}\"\n");
-    return shell({"/bin/bash", "--norc", "-c", script});
+  CompletionShells shells() const {
+    return CompletionShells(ORVCTL_PATH, directory_, {"ORV_NODE_DIR=" + node(), "ORV_STATE_DIR=" + state()});
   }
 
   void setTags(const Lines &names) const {
@@ -47,10 +27,6 @@ class OrvctlCompletion : public Orvctl {
       ASSERT_TRUE(own->setTag(name, {TagType::U32, 1, {}}).ok());
   }
 };
-
-bool isInstalled(const char *program) {
-  return access(program, X_OK) == 0;
-}
 
 // --- What the program offers ----------------------------------------------------------------------------------------
 
@@ -138,53 +114,36 @@ TEST_F(OrvctlCompletion, ScriptIsPrintedForEachShell) {
 
 TEST_F(OrvctlCompletion, BashOffersThem) {
   setTags({"app.a", "app:b", "two words"});
-  EXPECT_EQ(bash("orvctl ta", {"orvctl", "ta"}), Lines{"tag"});
-  EXPECT_EQ(bash("orvctl tag get ", {"orvctl", "tag", "get", ""}), (Lines{"app.a", "app:b", "two\\ words"}));
-  EXPECT_EQ(bash("orvctl log --severity=e", {"orvctl", "log", "--severity", "=", "e"}), Lines{"error"});
-  EXPECT_EQ(bash("orvctl log --severity=", {"orvctl", "log", "--severity", "="}), (Lines{"info", "warning", "error"}));
-  EXPECT_EQ(bash("orvctl tag get app:", {"orvctl", "tag", "get", "app", ":"}), Lines{"b"});
+  const CompletionShells with = shells();
+  EXPECT_EQ(with.bash("orvctl ta", {"orvctl", "ta"}), Lines{"tag"});
+  EXPECT_EQ(with.bash("orvctl tag get ", {"orvctl", "tag", "get", ""}), (Lines{"app.a", "app:b", "two\\ words"}));
+  EXPECT_EQ(with.bash("orvctl log --severity=e", {"orvctl", "log", "--severity", "=", "e"}), Lines{"error"});
+  EXPECT_EQ(with.bash("orvctl log --severity=", {"orvctl", "log", "--severity", "="}),
+            (Lines{"info", "warning", "error"}));
+  EXPECT_EQ(with.bash("orvctl tag get app:", {"orvctl", "tag", "get", "app", ":"}), Lines{"b"});
   directory_.write("AppDef.txt", "");
-  EXPECT_EQ(bash("orvctl rehearse --definitions=App", {"orvctl", "rehearse", "--definitions", "=", "App"}),
+  EXPECT_EQ(with.bash("orvctl rehearse --definitions=App", {"orvctl", "rehearse", "--definitions", "=", "App"}),
             Lines{"AppDef.txt"});
-  EXPECT_EQ(bash("orvctl status --node-dir n", {"orvctl", "status", "--node-dir", "n"}), Lines{"node"});
+  EXPECT_EQ(with.bash("orvctl status --node-dir n", {"orvctl", "status", "--node-dir", "n"}), Lines{"node"});
 }
 
 TEST_F(OrvctlCompletion, ZshOffersThem) {
-  // zsh is no part of what the project is built and tested with; where somebody has it, its script is tried.
   if (!isInstalled("/usr/bin/zsh")) GTEST_SKIP() << "zsh is not installed";
   setTags({"app.a.online", "other:1"});
-  // A shell on a terminal of its own, in which lines are typed and completed.
-  const std::string script = directory_.write("drive.zsh", R"(
-zmodload zsh/zpty
-zpty shell zsh -f -i
-zpty -w shell "PS1=; unsetopt zle_bracketed_paste; stty -echo; fpath=($1 \$fpath); autoload -U compinit; compinit -u -D"
-zpty -w shell "show() { print -r -- \"<\$BUFFER>\"; BUFFER= }; zle -N show; bindkey '^X' show; print rea''dy"
-zpty -r shell text "*ready*"
-for line in "orvctl ta" "orvctl tag get app" "orvctl log --severity=e" "orvctl tag get oth"; do
-  zpty -w -n shell "$line"$'\t\x18'
-  zpty -r shell text "*>*"
-  print -r -- "${${text##*<}%%>*}"
-done
-zpty -d shell
-)");
-  EXPECT_EQ(shell({"/usr/bin/zsh", "-f", script, ORV_COMPLETIONS_DIR}),
+  EXPECT_EQ(shells().zsh({"orvctl ta", "orvctl tag get app", "orvctl log --severity=e", "orvctl tag get oth"}),
             (Lines{"orvctl tag ", "orvctl tag get app.a.online ", "orvctl log --severity=error ",
                    "orvctl tag get other:1 "}));
 }
 
 TEST_F(OrvctlCompletion, FishOffersThem) {
-  // fish is no part of what the project is built and tested with; where somebody has it, its script is tried.
   if (!isInstalled("/usr/bin/fish")) GTEST_SKIP() << "fish is not installed";
   setTags({"app.a", "app:b"});
-  const auto fish = [&](const std::string &line) {
-    return shell({"/usr/bin/fish", "--no-config", "-c",
-                  "source '" ORV_COMPLETIONS_DIR "/orvctl.fish'; complete -C '" + line + "'"});
-  };
-  EXPECT_EQ(fish("orvctl ta"), Lines{"tag\tTags"});
-  EXPECT_EQ(fish("orvctl tag get ap"), (Lines{"app.a\t1", "app:b\t1"}));
-  EXPECT_EQ(fish("orvctl log --severity=e"), Lines{"--severity=error"});
+  const CompletionShells with = shells();
+  EXPECT_EQ(with.fish("orvctl ta"), Lines{"tag\tTags"});
+  EXPECT_EQ(with.fish("orvctl tag get ap"), (Lines{"app.a\t1", "app:b\t1"}));
+  EXPECT_EQ(with.fish("orvctl log --severity=e"), Lines{"--severity=error"});
   directory_.write("AppDef.txt", "");
-  EXPECT_EQ(fish("orvctl rehearse --definitions App"), Lines{"AppDef.txt"});
+  EXPECT_EQ(with.fish("orvctl rehearse --definitions App"), Lines{"AppDef.txt"});
 }
 
 }  // namespace
