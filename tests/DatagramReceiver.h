@@ -11,7 +11,6 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
-#include <ctime>
 #include <stdexcept>
 #include <string>
 
@@ -19,7 +18,7 @@ class DatagramReceiver {
  public:
   struct Datagram {
     std::string text;
-    std::chrono::nanoseconds sent;  // by the real-time clock, when the kernel took it from its sender
+    std::chrono::microseconds sent;  // by the real-time clock, when the kernel took it from its sender
   };
 
   // A path, or "@name" for an abstract address.
@@ -35,7 +34,9 @@ class DatagramReceiver {
     constexpr timeval LIMIT = {30, 0};
     setsockopt(descriptor_, SOL_SOCKET, SO_RCVTIMEO, &LIMIT, sizeof LIMIT);
     constexpr int ON = 1;
-    setsockopt(descriptor_, SOL_SOCKET, SO_TIMESTAMPNS, &ON, sizeof ON);
+    // In microseconds, since qemu-arm refuses those in nanoseconds.
+    if (setsockopt(descriptor_, SOL_SOCKET, SO_TIMESTAMP, &ON, sizeof ON) != 0)
+      throw std::runtime_error(std::string("no time stamps: ") + std::strerror(errno));
   }
   ~DatagramReceiver() {
     close(descriptor_);
@@ -47,7 +48,8 @@ class DatagramReceiver {
   Datagram nextDatagram() const {
     char text[65536];
     iovec part{text, sizeof text};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(timespec))];
+    // Room for two: with an old kernel or an emulator the C library adds the wide one to the narrow one.
+    alignas(cmsghdr) char control[2 * CMSG_SPACE(sizeof(timeval))];
     msghdr message{};
     message.msg_iov = &part;
     message.msg_iovlen = 1;
@@ -55,11 +57,12 @@ class DatagramReceiver {
     message.msg_controllen = sizeof control;
     const ssize_t length = recvmsg(descriptor_, &message, 0);
     if (length < 0) return {std::string("nothing: ") + std::strerror(errno), {}};
-    timespec sent{};
-    if (const cmsghdr *header = CMSG_FIRSTHDR(&message); header != nullptr && header->cmsg_type == SCM_TIMESTAMPNS)
-      std::memcpy(&sent, CMSG_DATA(header), sizeof sent);
+    timeval sent{};
+    for (cmsghdr *header = CMSG_FIRSTHDR(&message); header != nullptr; header = CMSG_NXTHDR(&message, header)) {
+      if (header->cmsg_type == SCM_TIMESTAMP) std::memcpy(&sent, CMSG_DATA(header), sizeof sent);
+    }
     return {std::string(text, static_cast<size_t>(length)),
-            std::chrono::seconds(sent.tv_sec) + std::chrono::nanoseconds(sent.tv_nsec)};
+            std::chrono::seconds(sent.tv_sec) + std::chrono::microseconds(sent.tv_usec)};
   }
   // Its text alone.
   std::string next() const {

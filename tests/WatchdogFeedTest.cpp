@@ -53,7 +53,7 @@ class WatchdogFeed : public DaemonTest {
 TEST_F(WatchdogFeed, FedAtHalfTheIntervalUntilTheEnd) {
   const auto daemon = start({"WATCHDOG_USEC=100000"});
   noticesUpTo("STATUS=running");
-  std::vector<std::chrono::nanoseconds> sent;
+  std::vector<std::chrono::microseconds> sent;
   for (int i = 0; i < 6; ++i) {
     const auto notice = manager.nextDatagram();
     EXPECT_EQ(notice.text, "WATCHDOG=1");
