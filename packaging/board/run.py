@@ -8,6 +8,7 @@ import sys
 import time
 import traceback
 
+import excluded
 import footprint
 import machine
 import scenarios
@@ -61,7 +62,7 @@ def main():
     parser.add_argument("arch")
     parser.add_argument("folder")
     what = parser.add_mutually_exclusive_group(required=True)
-    for name in ("test", "shell", "footprint"):
+    for name in ("test", "shell", "footprint", "excluded"):
         what.add_argument(f"--{name}", action="store_true")
     parser.add_argument("--seed", type=int)
     parser.add_argument("--cuts", type=int, default=20)
@@ -73,6 +74,10 @@ def main():
     if options.footprint:
         footprint.measure(options.arch, options.folder)
         return
+    if options.excluded:
+        if options.arch != "armhf":
+            parser.error("--excluded is for armhf: no test is excluded elsewhere")
+        sys.exit(0 if excluded.run(options.folder) else 1)
     sys.exit(0 if test(options) else 1)
 
 
