@@ -33,6 +33,13 @@ if(ORV_DEBIAN_PACKAGES)
   # The linker's command has it for link-time optimisation, which compiles as well.
   add_compile_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
   add_link_options(-ffile-prefix-map=${PROJECT_SOURCE_DIR}=.)
+  # Headers of another processor are named as if they were this machine's; and by no other way to them, which GCC takes
+  # where it is shorter.
+  if(CMAKE_SYSROOT)
+    add_compile_options(-ffile-prefix-map=${CMAKE_SYSROOT}=)
+    add_link_options(-ffile-prefix-map=${CMAKE_SYSROOT}=)
+  endif()
+  add_compile_options($<$<C_COMPILER_ID:GNU>:-fno-canonical-system-headers>)
   # A compiler's cache that is told a base folder hands the compiler relative paths, which nothing maps.
   foreach(language C CXX)
     list(PREPEND CMAKE_${language}_COMPILER_LAUNCHER env CCACHE_BASEDIR=)
