@@ -5,6 +5,7 @@
 
 #include <array>
 #include <bit>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 
@@ -30,7 +31,10 @@ class Histogram {
 
   // The duration in ns that `fraction` (0 to 1) of them do not exceed; 0 where there are none.
   uint64_t quantile(double fraction) const {
-    const auto rank = static_cast<uint64_t>(fraction * static_cast<double>(count()));
+    // A product that is whole but for its rounding, which is another where the processor computes with more digits
+    // (i386), is that whole number.
+    constexpr double ROUNDING = 1e-6;
+    const auto rank = static_cast<uint64_t>(std::ceil(fraction * static_cast<double>(count()) - ROUNDING));
     uint64_t sum = 0;
     for (size_t i = 0; i < counts_.size(); ++i) {
       sum += counts_[i];
