@@ -120,21 +120,27 @@ def started_at(machine):
     return int(unit(machine, "ExecMainStartTimestampMonotonic"))
 
 
-def said(machine, pattern):
-    """What the node has said since its last start, and the first message of it with the pattern, or None."""
+def expect_said_in_order(machine, *patterns):
+    """The node has said since its last start what the patterns ask for, in that order; the first such messages."""
     messages = journal(machine, started_at(machine))
-    return messages, next((message for message in messages if re.search(pattern, message)), None)
+    found = []
+    begin = 0
+    for pattern in patterns:
+        index = next((i for i in range(begin, len(messages)) if re.search(pattern, messages[i])), None)
+        what = f"the node says '{pattern}'" + (f" behind {found}" if found else "")
+        expect(machine, what, index is not None, messages)
+        found.append(messages[index])
+        begin = index + 1
+    return found
 
 
 def expect_said(machine, pattern):
-    """The node has said since its last start what the pattern asks for; the first such message."""
-    messages, message = said(machine, pattern)
-    expect(machine, f"the node says '{pattern}'", message is not None, messages)
-    return message
+    """The same of one pattern; its message."""
+    return expect_said_in_order(machine, pattern)[0]
 
 
 def expect_not_said(machine, pattern):
     """The node has said since its last start that its start-up is complete, and nothing that the pattern asks for."""
     expect_said(machine, "CE start-up complete")
-    _, message = said(machine, pattern)
-    expect(machine, f"the node does not say '{pattern}'", message is None, message)
+    found = [message for message in journal(machine, started_at(machine)) if re.search(pattern, message)]
+    equal(machine, f"what the node says of '{pattern}'", found, [])
