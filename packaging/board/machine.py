@@ -89,6 +89,11 @@ def command_line(arch, folder, state, serial, watchdog=True):
     return [program, "-M", "q35", "-cpu", "max", "-accel", "tcg", "-smp", "1", "-m", "384", *dog, *common]
 
 
+def is_boot(line):
+    """Whether the agent says that it has started."""
+    return line.endswith("agent ready")
+
+
 def kernel_options(arch, extra):
     console = "ttyAMA0" if arch == "armhf" else "ttyS0"
     # A panic stops the board where it is, so that it is seen instead of a restart.
@@ -217,8 +222,12 @@ class Machine:
     # What is seen from inside
 
     def wait_for_agent(self, begin=0, limit_s=BOOT_LIMIT_S):
-        if self.answers.wait_for(lambda line: line.endswith("agent ready"), begin, limit_s) is None:
+        if self.answers.wait_for(is_boot, begin, limit_s) is None:
             raise self.failure(f"the board has not booted within {limit_s} s")
+
+    def boots_since(self, begin):
+        """How often the board has booted, from that index of the agent's answers on."""
+        return sum(map(is_boot, self.answers.since(begin)))
 
     def run(self, script, limit_s=COMMAND_LIMIT_S):
         """Runs a shell script on the board: its exit status and its output."""

@@ -9,8 +9,6 @@ APPLICATIONS = {"thermometer": "online", "radio": "online", "pump": "running", "
 # As the daemon writes it; its line in the journal has no "Info".
 COMPLETE = r"ORVDaemonExe\[\d+\]: Info/.*CE start-up complete"
 STARTING = r"Starting orvdaemon\.service"
-# qemu's events with which a boot can end.
-ENDS_OF_A_BOOT = ("WATCHDOG", "RESET", "SHUTDOWN", "POWERDOWN", "STOP", "GUEST_PANICKED")
 
 
 def expect(machine, what, is_so, seen=""):
