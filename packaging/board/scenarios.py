@@ -243,18 +243,18 @@ def power_cuts(plan):
     with plan.machine("power-cuts") as machine:
         machine.start()
         machine.wait_for_agent()
-        of_board = start_up_length(machine)
+        lengths = {"board": start_up_length(machine)}
         node.expect_up(machine)
         begin = len(machine.console)
         node.start_anew(machine)
-        of_node = start_up_length(machine, begin)
-        plan.say(f"the node's start-up takes {of_board:.1f} s in the board's, and {of_node:.1f} s alone")
+        lengths["node"] = start_up_length(machine, begin)
+        plan.say(f"the node's start-up takes {lengths['board']:.1f} s in the board's, {lengths['node']:.1f} s alone")
         board_starts = completed = 0
         for count in range(1, plan.cuts + 1):
             # Of the whole board, or of the node on a board that is up.
-            whose, length = ("board", of_board) if chance.random() < 0.4 else ("node", of_node)
+            whose = "board" if chance.random() < 0.4 else "node"
             # A little beyond its end, too: the last writes come then.
-            delay = chance.random() * length * 1.2
+            delay = chance.random() * lengths[whose] * 1.2
             try:
                 begin = begin_start_up(machine, whose)
                 # Not a wait for anything: it is the moment.
@@ -262,6 +262,9 @@ def power_cuts(plan):
                 machine.cut_power()
                 was_complete = any(re.search(node.COMPLETE, line) for line in machine.console.since(begin))
                 comes_up_after_a_cut(machine, may_be_stopped=whose == "node" and not was_complete)
+                # The machine that emulates has more and less to do: start-ups grow shorter and longer together.
+                length = start_up_length(machine)
+                lengths = {what: last * length / lengths["board"] for what, last in lengths.items()}
             except Exception:
                 plan.say(f"at cut {count} (of the {whose}'s start-up, {delay:.2f} s after its begin):")
                 raise
