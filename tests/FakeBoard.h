@@ -74,6 +74,7 @@ class FakeBoard : public DaemonTest {
     variables.insert(
         variables.end(),
         {"LD_PRELOAD=" ORV_FAKE_BOARD, "FAKE_BOARD_BOOT_ID=" + node.path("boot-id"),
+         "FAKE_BOARD_WATCHDOG=" + node.path("watchdog"),
          "ASAN_OPTIONS=" + std::string(options == nullptr ? "" : options) + ":verify_asan_link_order=0", "TZ=UTC"});
     variables.insert(variables.end(), more.begin(), more.end());
     return variables;

@@ -91,6 +91,7 @@ Status ceStartup() {
   if (gOrvStartupConfig.rtConfigFile[0] != '\0') {
     complainUnlessOk(SEVERITY_ERROR, applyPlatformConfig(*store, gOrvStartupConfig.rtConfigFile));
   }
+  complainUnlessOk(SEVERITY_WARNING, checkResetDevice(*store));
   beginRunStart(*store, resetLimits(*store));
   RunInfo run = store->run().value_or(RunInfo{});
   run.state = RunState::UP;

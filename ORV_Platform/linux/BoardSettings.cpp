@@ -1,5 +1,9 @@
 #include "BoardSettings.h"
 
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
 #include <optional>
 
 #include "PlatformConfig.h"
@@ -31,6 +35,18 @@ BoardWordSources boardWordSources(const NodeStore &store) {
     sources.askedDevice = textSetting(store, BOARD_WATCHDOG_DEVICE_TAG, DEFAULT_WATCHDOG_DEVICE);
   }
   return sources;
+}
+
+Status checkResetDevice(const NodeStore &store) {
+  if (textSetting(store, BOARD_RESET_TAG, "none") != "watchdog") return Status::success();
+  const std::string device = textSetting(store, BOARD_WATCHDOG_DEVICE_TAG, DEFAULT_WATCHDOG_DEVICE);
+  struct stat file {};
+  const int error = stat(device.c_str(), &file) == 0 ? 0 : errno;
+  if (error == 0 && S_ISCHR(file.st_mode)) return Status::success();
+  return Status::failure(error == 0 ? ENOTTY : error,
+                         "the board cannot be reset by " + device + ": " +
+                             (error == 0 ? "it is no character device" : std::strerror(error)) +
+                             " (load the watchdog's driver, or name its device: watchdogDevice in the configuration)");
 }
 
 }  // namespace orv

@@ -8,6 +8,7 @@
 #include "BoardWord.h"
 #include "NodeStore.h"
 #include "RunRecord.h"
+#include "Status.h"
 
 namespace orv {
 
@@ -29,6 +30,11 @@ std::string textSetting(const NodeStore &store, const char *tagName, const std::
 ResetLimits resetLimits(const NodeStore &store);
 
 BoardWordSources boardWordSources(const NodeStore &store);
+
+// Fails where the board is to be reset by a watchdog whose device is not there (with its errno) or is no character
+// device (ENOTTY, as the request of a reset would). The device is not opened, which would start many a watchdog:
+// whether a driver of another kind is behind it shows only when a reset is wanted.
+Status checkResetDevice(const NodeStore &store);
 
 }  // namespace orv
 

@@ -8,7 +8,7 @@ START_UPS = 5
 
 
 def measure(arch, folder):
-    """Prints the medians over START_UPS start-ups: until the first program runs, and memory once all of them are there."""
+    """Prints the medians over START_UPS start-ups: until the first program runs, and memory once all of them run."""
     rows = {}
     with Machine(arch, folder, "footprint") as machine:
         machine.start()

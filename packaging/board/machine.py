@@ -54,8 +54,8 @@ class Lines:
             return [line for _, line in self._lines[begin:]]
 
     def wait_for(self, matches, begin, limit_s):
-        """The index, time and line of the first from `begin` on that matches; None when none comes within the limit, or at
-        the stream's end."""
+        """The index, time and line of the first from `begin` on that matches; None when none comes within the limit, or
+        at the stream's end."""
         deadline = time.monotonic() + limit_s
         with self._changed:
             while True:
@@ -82,11 +82,16 @@ def command_line(arch, folder, state, serial, watchdog=True):
     ]
     if arch == "armhf":
         # Without highmem=off this kernel sees no PCI device.
-        return ["qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15", "-accel", "tcg,thread=multi", "-smp", "2",
-                "-m", "512", *common]
+        return ["qemu-system-arm", "-M", "virt,highmem=off", "-cpu", "cortex-a15", "-accel", "tcg,thread=multi",
+                "-smp", "2", "-m", "512", *common]
     program = {"i386": "qemu-system-i386", "amd64": "qemu-system-x86_64"}[arch]
     dog = ["-device", "i6300esb", "-action", "watchdog=reset"] if watchdog else []
     return [program, "-M", "q35", "-cpu", "max", "-accel", "tcg", "-smp", "1", "-m", "384", *dog, *common]
+
+
+def is_boot(line):
+    """Whether the agent says that it has started."""
+    return line.endswith("agent ready")
 
 
 def kernel_options(arch, extra):
@@ -109,6 +114,7 @@ class Machine:
         os.makedirs(f"{folder}/logs", exist_ok=True)
         self._log = open(f"{folder}/logs/{name}.console", "w", encoding="utf-8")
         self._process = None
+        self._connections = []
         self._number = 0
         self.console = Lines()
         self.events = Lines()
@@ -142,13 +148,12 @@ class Machine:
                                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
         self._log.write("--- power on\n")
         self._read(self._process.stdout, self.console, log=True)
-        self._qmp = self._connect("qmp")
-        self._read(self._qmp.makefile("rb"), self.events)
-        self._journal = self._connect("log")
-        self._read(self._journal.makefile("rb"), self.console, log=True)
+        qmp = self._connect("qmp")
+        self._read(qmp.makefile("rb"), self.events)
+        self._read(self._connect("log").makefile("rb"), self.console, log=True)
         self._agent = self._connect("agent")
         self._read(self._agent.makefile("rb"), self.answers)
-        self._qmp.sendall(b'{"execute": "qmp_capabilities"}\n')
+        qmp.sendall(b'{"execute": "qmp_capabilities"}\n')
 
     def _connect(self, kind):
         deadline = time.monotonic() + 60
@@ -156,6 +161,7 @@ class Machine:
             connection = socket.socket(socket.AF_UNIX)
             try:
                 connection.connect(f"{self._own}/{kind}")
+                self._connections.append(connection)
                 return connection
             except OSError:
                 connection.close()
@@ -184,8 +190,9 @@ class Machine:
             return
         self._process.send_signal(signal.SIGKILL)
         self._process.wait()
-        for connection in (self._qmp, self._journal, self._agent):
+        for connection in self._connections:
             connection.close()
+        self._connections.clear()
         self._process = None
 
     def failure(self, what):
@@ -195,11 +202,11 @@ class Machine:
     # What is seen from outside
 
     def wait_for_console(self, pattern, begin=0, limit_s=BOOT_LIMIT_S):
-        """The index of the first console line from `begin` on that has the pattern."""
+        """The first console line from `begin` on that has the pattern, as (index, time of arrival)."""
         found = self.console.wait_for(re.compile(pattern).search, begin, limit_s)
         if found is None:
             raise self.failure(f"the console does not say '{pattern}' within {limit_s} s")
-        return found[0]
+        return found[:2]
 
     def wait_for_event(self, name, begin=0, limit_s=BOOT_LIMIT_S):
         """The first QMP event of that name from index `begin` on, as (index, time of arrival, data)."""
@@ -215,8 +222,12 @@ class Machine:
     # What is seen from inside
 
     def wait_for_agent(self, begin=0, limit_s=BOOT_LIMIT_S):
-        if self.answers.wait_for(lambda line: line.endswith("agent ready"), begin, limit_s) is None:
+        if self.answers.wait_for(is_boot, begin, limit_s) is None:
             raise self.failure(f"the board has not booted within {limit_s} s")
+
+    def boots_since(self, begin):
+        """How often the board has booted, from that index of the agent's answers on."""
+        return sum(map(is_boot, self.answers.since(begin)))
 
     def run(self, script, limit_s=COMMAND_LIMIT_S):
         """Runs a shell script on the board: its exit status and its output."""

@@ -2,8 +2,6 @@
 import json
 import re
 
-from machine import BOOT_LIMIT_S
-
 UNIT = "orvdaemon.service"
 # Of packaging/board/root/etc: name and state once all is well, in the order of their start.
 EXECUTABLES = {"/opt/node/hardware-check": "online"}
@@ -55,15 +53,14 @@ def pids(report):
     return [report["daemon"]["pid"]] + [program["pid"] for program in report["programs"] if program["pid"]]
 
 
-def wait_for_start_up(machine, begin=0, limit_s=BOOT_LIMIT_S):
-    """Waits for the console's word that a start-up is complete, and for the unit; the console's index behind it."""
-    index = machine.wait_for_console(COMPLETE, begin, limit_s) + 1
+def wait_for_start_up(machine, begin=0):
+    """Waits for the console's word, from index `begin` on, that a start-up is complete, and for the unit."""
+    machine.wait_for_console(COMPLETE, begin)
     machine.until("the unit", lambda: unit(machine, "ActiveState"), "active")
-    return index
 
 
 def expect_up(machine, applications=True, pump="running"):
-    """The node is up, as the unit, `orvctl status` and the count of ungraceful ends tell; what `orvctl status` tells."""
+    """The node is up, as the unit and `orvctl status` tell; what the latter tells."""
     equal(machine, "the unit", unit(machine, "ActiveState", "SubState", "Type"), ["active", "running", "notify"])
     wanted = {**APPLICATIONS, "pump": pump} if applications else dict.fromkeys(APPLICATIONS, "not_started")
     # The start-up is complete while the last programs, which nobody waits for, are only just being started.
@@ -79,14 +76,27 @@ def expect_up(machine, applications=True, pump="running"):
     return report
 
 
-def expect_nothing_left(machine):
-    """No process of the node is left, in the unit's control group or elsewhere."""
-    left = machine.ask("grep -l orvdaemon /proc/[0-9]*/cgroup; "
-                       # Brackets: what looks for them is none of them.
-                       "grep -laE '[O]RVDaemonExe|[o]rv-guard|/[o]pt/node|/[o]pt/thermometer' /proc/[0-9]*/cmdline; "
-                       "ls -d /sys/fs/cgroup/system.slice/orvdaemon.service; true")
-    left = [line for line in left.splitlines() if not line.startswith("ls: cannot access")]
-    equal(machine, "what is left of the node", left, [])
+def expect_nothing_counted(machine):
+    equal(machine, "the counts", ungraceful(machine),
+          {"count": 0, "resets_in_a_row": 0, "next_start_counts_one_more": False})
+
+
+def complaints(machine):
+    """Warnings and errors but those that tell of a power cut itself, and of the receiver that no node has here."""
+    expected = ("the last run: the power was cut", "message 0xfd28 to 0x0ff004e7 not delivered",
+                "message not delivered: message 0xfd28")
+    return [line["text"] for line in log(machine, "--severity warning") if not line["text"].startswith(expected)]
+
+
+def remains(machine):
+    """What there is of the node: its processes, by the unit's control group and by their names, and that group."""
+    looks = {
+        "in the control group": "grep -ls orvdaemon /proc/[0-9]*/cgroup",
+        # Brackets: what looks for them is none of them.
+        "by name": "grep -lsaE '[O]RVDaemonExe|[o]rv-guard|/[o]pt/node|/[o]pt/thermometer' /proc/[0-9]*/cmdline",
+        "the control group": "ls -d /sys/fs/cgroup/system.slice/orvdaemon.service 2>/dev/null",
+    }
+    return {what: machine.ask(f"{look}; true").splitlines() for what, look in looks.items()}
 
 
 def start_anew(machine, verb="restart"):
@@ -108,10 +118,27 @@ def started_at(machine):
     return int(unit(machine, "ExecMainStartTimestampMonotonic"))
 
 
-def expect_said(machine, pattern):
-    """The node has said since its last start what the pattern asks for; the first such message."""
+def expect_said_in_order(machine, *patterns):
+    """The node has said since its last start what the patterns ask for, in that order; the first such messages."""
     messages = journal(machine, started_at(machine))
-    for message in messages:
-        if re.search(pattern, message):
-            return message
-    raise machine.failure(f"the node does not say '{pattern}'; it says: {messages}")
+    found = []
+    begin = 0
+    for pattern in patterns:
+        index = next((i for i in range(begin, len(messages)) if re.search(pattern, messages[i])), None)
+        what = f"the node says '{pattern}'" + (f" behind {found}" if found else "")
+        expect(machine, what, index is not None, messages)
+        found.append(messages[index])
+        begin = index + 1
+    return found
+
+
+def expect_said(machine, pattern):
+    """The same of one pattern; its message."""
+    return expect_said_in_order(machine, pattern)[0]
+
+
+def expect_not_said(machine, pattern):
+    """The node has said since its last start that its start-up is complete, and nothing that the pattern asks for."""
+    expect_said(machine, "CE start-up complete")
+    found = [message for message in journal(machine, started_at(machine)) if re.search(pattern, message)]
+    equal(machine, f"what the node says of '{pattern}'", found, [])

@@ -40,7 +40,8 @@ def test(options):
     names = options.only or list(scenarios.SCENARIOS)
     with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
         passed = all(list(pool.map(run, names)))
-    print(f"board: {options.arch}: {'passed' if passed else 'FAILED'} after {time.monotonic() - begun:.0f} s", flush=True)
+    outcome = "passed" if passed else "FAILED"
+    print(f"board: {options.arch}: {outcome} after {time.monotonic() - begun:.0f} s", flush=True)
     return passed
 
 
@@ -57,6 +58,13 @@ def shell(options):
     os.execvp(command[0], command)
 
 
+def positive(text):
+    """A number from 1 on: no scenario passes because nothing of it was tried."""
+    if not text.isdecimal() or int(text) < 1:
+        raise argparse.ArgumentTypeError(f"'{text}' is no number from 1 on")
+    return int(text)
+
+
 def main():
     parser = argparse.ArgumentParser(prog="scripts/board")
     parser.add_argument("arch")
@@ -65,8 +73,8 @@ def main():
     for name in ("test", "shell", "footprint", "excluded"):
         what.add_argument(f"--{name}", action="store_true")
     parser.add_argument("--seed", type=int)
-    parser.add_argument("--cuts", type=int, default=20)
-    parser.add_argument("--jobs", type=int, default=min(3, os.cpu_count() or 1))
+    parser.add_argument("--cuts", type=positive, default=20)
+    parser.add_argument("--jobs", type=positive, default=min(3, os.cpu_count() or 1))
     parser.add_argument("--only", action="append", choices=list(scenarios.SCENARIOS))
     options = parser.parse_args()
     if options.shell:

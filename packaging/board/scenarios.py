@@ -1,5 +1,6 @@
 """What is tried on a board. A scenario is a function of a `Plan`, boots what it needs, and reports what it has seen."""
 import random
+import re
 import time
 
 from machine import Machine
@@ -35,39 +36,47 @@ def under_systemd(plan):
         stops(plan, machine)
         restarts(plan, machine)
         is_killed(plan, machine)
-        has_a_full_disk(plan, machine)
-        has_a_read_only_state(plan, machine)
+        for storage in FAILING_STORAGE:
+            has_failing_storage(plan, machine, *storage)
         has_no_watchdog(plan, machine)
 
 
 def comes_up(plan, machine):
     report = node.expect_up(machine)
-    ready, began = (int(value) for value in node.unit(machine, "ActiveEnterTimestampMonotonic", "ExecMainStartTimestampMonotonic"))
+    times = node.unit(machine, "ActiveEnterTimestampMonotonic", "ExecMainStartTimestampMonotonic")
+    ready, began = (int(value) for value in times)
     # The daemon says READY=1 at its early start-up, and only then is the unit active.
-    told = next(event for event in node.log(machine) if event["text"].endswith("systemdNotify: sending notification to systemd"))
+    told = next(event for event in node.log(machine)
+                if event["text"].endswith("systemdNotify: sending notification to systemd"))
     node.expect(machine, "the unit is active on READY=1", began * 1000 < told["monotonic_ns"] < ready * 1000,
                 f"started {began} us, told {told['monotonic_ns']} ns, active {ready} us")
     text = machine.ask("orvctl status")
-    node.expect(machine, "status shows all programs", all(name in text for name in [*node.EXECUTABLES, *node.APPLICATIONS]), text)
+    names = [*node.EXECUTABLES, *node.APPLICATIONS]
+    node.expect(machine, "status shows all programs", all(name in text for name in names), text)
     chart = machine.ask_json("orvctl chart --json")
     node.equal(machine, "the chart's start-up", (chart["state"], chart["length_ns"] // 1000000),
                ("complete", report["startup"]["length_ms"]))
-    node.equal(machine, "the chart's programs", [program["name"] for program in chart["programs"]],
-               [*node.EXECUTABLES, *node.APPLICATIONS])
+    node.equal(machine, "the chart's programs", [program["name"] for program in chart["programs"]], names)
     waits = {program["name"]: program["wait"]["state"] for program in chart["programs"] if program["wait"]}
-    node.equal(machine, "the chart's waits", waits, {"/opt/node/hardware-check": "online", "thermometer": "online", "radio": "online"})
-    node.expect(machine, "the picture can be drawn", "thermometer" in machine.ask("orvctl chart --text"))
-    node.equal(machine, "the ungraceful count", node.ungraceful(machine)["count"], 0)
+    node.equal(machine, "the chart's waits", waits,
+               {"/opt/node/hardware-check": "online", "thermometer": "online", "radio": "online"})
+    text = machine.ask("orvctl chart --text")
+    node.expect(machine, "the picture shows all programs", all(name in text for name in names), text)
+    node.expect_nothing_counted(machine)
+    node.equal(machine, "what the node complains of", node.complaints(machine), [])
     plan.say("up: active on READY=1, the executable and the applications online, status and chart as it is")
 
 
 def stops(plan, machine):
+    # What looks for the rest of a node finds one that is there.
+    there = node.remains(machine)
+    node.expect(machine, "the node is found where its rest is looked for", all(there.values()), there)
     machine.ask(f"systemctl stop {node.UNIT}")
-    node.equal(machine, "the unit", node.unit(machine, "ActiveState", "Result", "ExecMainStatus"), ["inactive", "success", "0"])
-    node.expect_nothing_left(machine)
+    node.equal(machine, "the unit", node.unit(machine, "ActiveState", "Result", "ExecMainStatus"),
+               ["inactive", "success", "0"])
+    node.equal(machine, "what is left of the node", node.remains(machine), dict.fromkeys(there, []))
     node.equal(machine, "the run", node.status(machine)["run"]["state"], "down")
-    node.equal(machine, "the ungraceful count", node.ungraceful(machine),
-               {"count": 0, "resets_in_a_row": 0, "next_start_counts_one_more": False})
+    node.expect_nothing_counted(machine)
     node.start_anew(machine, "start")
     plan.say("stopped: nothing is left, and nothing is counted")
 
@@ -76,7 +85,8 @@ def restarts(plan, machine):
     before = node.expect_up(machine)
     node.start_anew(machine)
     after = node.expect_up(machine)
-    node.expect(machine, "no process is an old one", not set(node.pids(before)) & set(node.pids(after)), (before, after))
+    old_ones = set(node.pids(before)) & set(node.pids(after))
+    node.equal(machine, "the processes that are old ones", old_ones, set())
     node.equal(machine, "the end of the last run", node.why_reset(machine)["last_run"], "stopped")
     node.equal(machine, "the number of the run", after["run"]["number"], before["run"]["number"] + 1)
     plan.say("restarted: every process is another, the applications are online again")
@@ -91,7 +101,9 @@ def is_killed(plan, machine):
     node.wait_for_start_up(machine, begin)
     after = node.expect_up(machine, applications=False)
     node.equal(machine, "the restarts", node.unit(machine, "NRestarts"), "1")
-    alive = machine.ask(f"for pid in {' '.join(map(str, old + guards))}; do [ ! -e /proc/$pid ] || cat /proc/$pid/cmdline; done")
+    # A process that has ended and is not waited for has no command line, but is there.
+    alive = machine.ask(f"for pid in {' '.join(map(str, old + guards))}; do "
+                        "[ ! -e /proc/$pid ] || echo $pid $(tr '\\0' ' ' </proc/$pid/cmdline); done")
     node.equal(machine, "what lives of the old run", alive, "")
     node.expect(machine, "the daemon is another", after["daemon"]["pid"] != before["daemon"]["pid"])
     node.equal(machine, "the ungraceful count", node.ungraceful(machine)["count"], 1)
@@ -99,33 +111,40 @@ def is_killed(plan, machine):
     machine.ask("orvctl ungraceful --clear")
     node.start_anew(machine)
     node.expect_up(machine)
-    plan.say("killed: systemd has restarted it, nothing of the old run lives, the count is 1; cleared, and all online again")
+    plan.say("killed: systemd has restarted it, nothing of the old run lives, the count is 1; "
+             "cleared, and all online again")
 
 
-def has_a_full_disk(plan, machine):
-    machine.run("dd if=/dev/zero of=/var/lib/orv/filler bs=64k; dd if=/dev/zero of=/var/lib/orv/crumbs bs=1k; sync")
-    node.equal(machine, "the space on the disk", machine.ask("df --output=avail /var/lib/orv | tail -n 1").strip(), "0")
-    node.start_anew(machine)
-    node.expect_up(machine)
-    said = node.expect_said(machine, "No space left on device")
-    machine.ask("rm /var/lib/orv/filler /var/lib/orv/crumbs")
-    node.start_anew(machine)
-    node.expect_up(machine)
-    plan.say(f"full disk: up all the same, and says: {said}")
+# What it is called, how the state directory comes to it (which fails where it has not), how it is over, what is said.
+FAILING_STORAGE = (
+    ("full disk",
+     "dd if=/dev/zero of=/var/lib/orv/filler bs=64k; dd if=/dev/zero of=/var/lib/orv/crumbs bs=1k; sync;"
+     " [ $(df --output=avail /var/lib/orv | tail -n 1) = 0 ]",
+     "rm /var/lib/orv/filler /var/lib/orv/crumbs",
+     "No space left on device"),
+    ("read-only state directory",
+     "mount -o remount,ro /var/lib/orv && ! touch /var/lib/orv/anything",
+     "mount -o remount,rw /var/lib/orv",
+     "Read-only file system"),
+)
 
 
-def has_a_read_only_state(plan, machine):
-    machine.ask("mount -o remount,ro /var/lib/orv")
+def has_failing_storage(plan, machine, what, fail, mend, complaint):
+    machine.ask(fail)
     node.start_anew(machine)
     node.expect_up(machine)
-    said = node.expect_said(machine, "Read-only file system")
-    machine.ask("mount -o remount,rw /var/lib/orv")
+    said = node.expect_said(machine, complaint)
+    machine.ask(mend)
     node.start_anew(machine)
     node.expect_up(machine)
-    plan.say(f"read-only state directory: up all the same, and says: {said}")
+    node.expect_not_said(machine, complaint)
+    node.expect_nothing_counted(machine)
+    plan.say(f"{what}: up all the same, and says: {said}")
 
 
 def has_no_watchdog(plan, machine):
+    missing = r"^Warning/ORV/platform, the board cannot be reset by /dev/watchdog: No such file or directory \(.*\)$"
+    node.expect_not_said(machine, missing)
     driver = "softdog" if plan.arch == "armhf" else "i6300esb"
     machine.ask(f"rmmod {driver}; touch /etc/orv/no-water")
     node.equal(machine, "the watchdogs", machine.ask("ls /dev/watchdog* 2>/dev/null; true"), "")
@@ -135,17 +154,22 @@ def has_no_watchdog(plan, machine):
     machine.wait_for_console(r"boardReset: reset failed", begin)
     node.expect_up(machine, pump="failed")
     node.equal(machine, "the events outside", machine.events_since(events), [])
-    node.expect_said(machine, r"boardReset: reset failed \(-2\)")
-    said = node.expect_said(machine, r"/dev/watchdog.*No such file or directory")
+    # Lines of the standard error output, whose order the journal keeps.
+    at_start, *_ = node.expect_said_in_order(
+        machine, missing, r"^Info/.*boardReset: adding 30 s delay before reset$",
+        r"^Info/.*boardReset: reset failed \(-2\)$")
+    said = node.expect_said(machine, r"cannot open /dev/watchdog: No such file or directory")
     node.equal(machine, "the resets in a row", node.ungraceful(machine)["resets_in_a_row"], 0)
-    plan.say(f"no watchdog: up all the same, and when it would reset the board it says: {said}")
+    plan.say(f"no watchdog: up all the same, and says at the start: {at_start}")
+    plan.say(f"no watchdog: when it would reset the board it says: {said}")
 
 
 def resets(plan):
     """Four resets in a row by the watchdog, as an application with flags 3 fails; then the node is repaired."""
     hardware = plan.arch != "armhf"
     if not hardware:
-        plan.say("this board's watchdog is the kernel's own (softdog): qemu sees its resets, but has no WATCHDOG event to tell")
+        plan.say("this board's watchdog is the kernel's own (softdog): "
+                 "qemu sees its resets, but has no WATCHDOG event to tell")
     with plan.machine("resets") as machine:
         machine.start()
         machine.wait_for_agent()
@@ -154,8 +178,8 @@ def resets(plan):
         # On the disk before the first reset, whatever it does to what is not.
         machine.ask("touch /etc/orv/no-water; sync")
         begin = len(machine.console)
-        events = len(machine.events)
-        answers = len(machine.answers)
+        events = first_event = len(machine.events)
+        answers = first_answer = len(machine.answers)
         machine.ask(f"systemctl restart {node.UNIT}")
         for count in range(1, 5):
             node.wait_for_start_up(machine, begin)
@@ -165,18 +189,19 @@ def resets(plan):
             node.equal(machine, "the raised errors", of_this_run, [("pump", "failure of application pump")])
             if count > 1:
                 tells_why(plan, machine, count - 1)
-            announced = machine.console.wait_for(lambda line: "boardReset: adding 30 s delay before reset" in line, begin, 60)
-            node.expect(machine, "the reset is announced", announced is not None)
+            _, announced = machine.wait_for_console(r"boardReset: adding 30 s delay before reset", begin)
             if hardware:
-                events, barked, data = machine.wait_for_event("WATCHDOG", events)
+                events, _, data = machine.wait_for_event("WATCHDOG", events)
                 node.equal(machine, "what the watchdog does", data.get("action"), "reset")
             events, reset, data = machine.wait_for_event("RESET", events)
             node.equal(machine, "the reset", (data.get("guest"), data.get("reason")), (True, "guest-reset"))
             # The watchdog's own shortest time-out comes on top; the guest's clock is this machine's.
-            delay = reset - announced[1]
-            node.expect(machine, "it comes 30 s after the failure", RESET_DELAY_S - 2 < delay < RESET_DELAY_S + 60, f"{delay:.1f} s")
+            delay = reset - announced
+            node.expect(machine, "it comes 30 s after the failure", RESET_DELAY_S - 2 < delay < RESET_DELAY_S + 60,
+                        f"{delay:.1f} s")
             begin = len(machine.console)
-            plan.say(f"reset {count}: {delay:.1f} s after it was announced" + (", by WATCHDOG and RESET" if hardware else ", by RESET"))
+            plan.say(f"reset {count}: {delay:.1f} s after it was announced, by "
+                     f"{'WATCHDOG and RESET' if hardware else 'RESET'}")
             events += 1
             machine.wait_for_agent(answers)
             answers = len(machine.answers)
@@ -188,7 +213,11 @@ def resets(plan):
         machine.ask("rm /etc/orv/no-water; orvctl ungraceful --clear")
         node.start_anew(machine)
         node.expect_up(machine)
-        node.equal(machine, "the counts", node.ungraceful(machine), {"count": 0, "resets_in_a_row": 0, "next_start_counts_one_more": False})
+        node.expect_nothing_counted(machine)
+        # Boots are counted by what has booted: a PC's firmware may reset the machine once more before the kernel runs.
+        node.equal(machine, "the number of boots", machine.boots_since(first_answer), 4)
+        barked = machine.events_since(first_event).count("WATCHDOG")
+        node.equal(machine, "the number of times that the watchdog has seen to it", barked, 4 if hardware else 0)
         plan.say("cleared and restarted: the applications are online again")
 
 
@@ -196,8 +225,10 @@ def tells_why(plan, machine, in_a_row):
     story = node.why_reset(machine)
     node.equal(machine, "the end of the last run", story["last_run"], "reset_made")
     request = story["request"]
-    node.equal(machine, "who asked", (request["eu"], request["path"], request["args"], request["cause"], request["wait_status"] >> 8),
-               ("pump", "/opt/node/pump", "--speed 3", "program_ended", 3))
+    asked = {key: request[key] for key in ("eu", "path", "args", "cause", "wait_status")}
+    node.equal(machine, "who asked", asked,
+               {"eu": "pump", "path": "/opt/node/pump", "args": "--speed 3", "cause": "program_ended",
+                "wait_status": 3 << 8})
     node.equal(machine, "the last words", request["last_words"], ["starting", "no water"])
     node.equal(machine, "the resets in a row", story["start"]["resets_in_a_row"], in_a_row)
     text = machine.ask("orvctl why-reset")
@@ -212,57 +243,68 @@ def power_cuts(plan):
     with plan.machine("power-cuts") as machine:
         machine.start()
         machine.wait_for_agent()
-        length = start_up_length(machine)
+        lengths = {"board": start_up_length(machine)}
         node.expect_up(machine)
-        board_starts = 0
+        begin = len(machine.console)
+        node.start_anew(machine)
+        lengths["node"] = start_up_length(machine, begin)
+        plan.say(f"the node's start-up takes {lengths['board']:.1f} s in the board's, {lengths['node']:.1f} s alone")
+        board_starts = completed = 0
         for count in range(1, plan.cuts + 1):
             # Of the whole board, or of the node on a board that is up.
-            of_board = chance.random() < 0.4
-            share = chance.random()
-            if of_board:
-                board_starts += 1
-                machine.cut_power()
-                machine.start()
-                machine.wait_for_console(node.STARTING)
-            else:
-                begin = len(machine.console)
-                machine.ask(f"systemctl reset-failed {node.UNIT}; systemctl restart --no-block {node.UNIT}")
-                machine.wait_for_console(node.STARTING, begin)
+            whose = "board" if chance.random() < 0.4 else "node"
             # A little beyond its end, too: the last writes come then.
-            time.sleep(share * length * 1.2)
-            machine.cut_power()
-            said = machine.console.tail(1)
-            machine.start()
-            machine.wait_for_agent()
-            node.wait_for_start_up(machine)
+            delay = chance.random() * lengths[whose] * 1.2
             try:
-                node.expect_up(machine)
-                story = node.why_reset(machine)
-                # A cut before the new run was on record leaves the end of the one before, which was stopped.
-                node.expect(machine, "the last run was cut or stopped", story["last_run"] in ("outside", "stopped"), story["last_run"])
-                node.equal(machine, "the damaged entries", story["damaged_entries"], 0)
-                node.equal(machine, "the counts", node.ungraceful(machine),
-                           {"count": 0, "resets_in_a_row": 0, "next_start_counts_one_more": False})
-                node.equal(machine, "what the node complains of", complaints(machine), [])
+                begin = begin_start_up(machine, whose)
+                # Not a wait for anything: it is the moment.
+                time.sleep(delay)
+                machine.cut_power()
+                was_complete = any(re.search(node.COMPLETE, line) for line in machine.console.since(begin))
+                comes_up_after_a_cut(machine, may_be_stopped=whose == "node" and not was_complete)
+                # The machine that emulates has more and less to do: start-ups grow shorter and longer together.
+                length = start_up_length(machine)
+                lengths = {what: last * length / lengths["board"] for what, last in lengths.items()}
             except Exception:
-                whose = "board" if of_board else "node"
-                plan.say(f"after cut {count} (of the {whose}'s start-up, at {share * 1.2:.0%} of it, behind: {said})")
+                plan.say(f"at cut {count} (of the {whose}'s start-up, {delay:.2f} s after its begin):")
                 raise
-        plan.say(f"{plan.cuts} power cuts, {board_starts} in the board's start-up, the rest in the node's alone: each next boot came up")
+            board_starts += whose == "board"
+            completed += was_complete
+        plan.say(f"{plan.cuts} power cuts, {board_starts} in the board's start-up, the rest in the node's alone, "
+                 f"{completed} of them just behind its end: each next boot came up")
 
 
-def complaints(machine):
-    """Warnings and errors but those that tell of the power cut itself, and of the receiver that no node has here."""
-    expected = ("the last run: the power was cut", "message 0xfd28 to 0x0ff004e7 not delivered",
-                "message not delivered: message 0xfd28")
-    return [line["text"] for line in node.log(machine, "--severity warning") if not line["text"].startswith(expected)]
+def start_up_length(machine, begin=0):
+    """How long the start-up takes that the console tells of from `begin` on, in seconds."""
+    begin, started = machine.wait_for_console(node.STARTING, begin)
+    _, completed = machine.wait_for_console(node.COMPLETE, begin)
+    return completed - started
 
 
-def start_up_length(machine):
-    begin = machine.console.wait_for(lambda line: "Starting orvdaemon.service" in line, 0, 240)
+def begin_start_up(machine, whose):
+    """Makes the board (by its power), or the node on it, start; the console's index when the node does."""
+    begin = 0
+    if whose == "board":
+        machine.cut_power()
+        machine.start()
+    else:
+        begin = len(machine.console)
+        machine.ask(f"systemctl reset-failed {node.UNIT}; systemctl restart --no-block {node.UNIT}")
+    return machine.wait_for_console(node.STARTING, begin)[0]
+
+
+def comes_up_after_a_cut(machine, may_be_stopped):
+    """`may_be_stopped`: the run that was cut need not be on record, and the one before was stopped."""
+    machine.start()
+    machine.wait_for_agent()
     node.wait_for_start_up(machine)
-    end = machine.console.wait_for(lambda line: "CE start-up complete" in line, 0, 1)
-    return end[1] - begin[1]
+    node.expect_up(machine)
+    story = node.why_reset(machine)
+    ends = ("outside", "stopped") if may_be_stopped else ("outside",)
+    node.expect(machine, f"the last run's end is one of {ends}", story["last_run"] in ends, story["last_run"])
+    node.equal(machine, "the damaged entries", story["damaged_entries"], 0)
+    node.expect_nothing_counted(machine)
+    node.equal(machine, "what the node complains of", node.complaints(machine), [])
 
 
 # Longest first: they run beside each other.

@@ -5,6 +5,7 @@
 //   FAKE_BOARD_ERRNO    the watchdog refuses with it; without it the watchdog accepts, and its time-out resets the
 //   board
 //                       at once: the process is killed in the middle of the request
+//   FAKE_BOARD_WATCHDOG  the file that is the watchdog's device: it looks like one
 //   FAKE_BOARD_BOOT_STATUS  what WDIOC_GETBOOTSTATUS answers
 //   FAKE_BOARD_HURRIES  each sleep is over at once
 //   FAKE_BOARD_GATE     FIFO: a long sleep is over when somebody opens it for writing
@@ -18,6 +19,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
@@ -43,6 +45,13 @@ extern "C" int open(const char *path, int flags, ...) {
   const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0;
   va_end(arguments);
   return static_cast<int>(syscall(SYS_openat, AT_FDCWD, path, flags | O_LARGEFILE, mode));
+}
+
+extern "C" int stat(const char *path, struct stat *file) noexcept {
+  const int result = fstatat(AT_FDCWD, path, file, 0);
+  const char *watchdog = getenv("FAKE_BOARD_WATCHDOG");
+  if (result == 0 && watchdog != nullptr && strcmp(path, watchdog) == 0) file->st_mode = S_IFCHR | S_IRUSR | S_IWUSR;
+  return result;
 }
 
 extern "C" int ioctl(int descriptor, unsigned long request, ...) noexcept {
