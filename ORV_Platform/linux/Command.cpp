@@ -104,6 +104,7 @@ bool isExecutable(const std::string &path) {
 std::string lookUp(const std::string &name) {
   const char *searchPath = std::getenv("PATH");
   std::string_view rest = searchPath == nullptr ? "" : searchPath;
+  if (name.empty()) return "";
   for (;;) {
     const size_t colon = rest.find(':');
     const std::string_view folder = rest.substr(0, colon);
@@ -166,9 +167,8 @@ Status launch(const Program &program, RunningProgram &started) {
   std::pmr::monotonic_buffer_resource memory(buffer.data(), buffer.size());
   const ProgramEnvironment environment(program.euName, &memory);
   const TextPointers pointers = argumentPointers(program, arguments, &memory);
-  // What is not found is left to the kernel to refuse, as an empty path is.
-  const bool isName = program.path.find('/') == std::string::npos;
-  const std::string found = isName && !program.path.empty() ? lookUp(program.path) : program.path;
+  const std::string found = program.path.find('/') == std::string::npos ? lookUp(program.path) : program.path;
+  if (found.empty()) return launchFailure(program, ENOENT);
 
   SpawnRequest request;
   request.file = found.c_str();
