@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <string>
 #include <vector>
@@ -97,6 +98,30 @@ TEST_F(DaemonPrograms, ProgramWithoutASlashIsLookedUpInThePath) {
   node.define({"app;program;print-args found;0;0;"});
   ProcessStart start;
   start.environment = {"PATH=/nowhere:" + node.path("") + ":/bin"};
+  const auto daemon = node.startedDaemon({"-v"}, start);
+  daemon->waitForOutputLineWith("argument [found]");
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonPrograms, NameThatIsInNoFolderOfThePathIsNotTakenFromElsewhere) {
+  for (const std::string path : {"/nowhere:/bin", ":/bin:", ".:/bin", "/bin"}) {
+    node.define({"app;program;print-args found;0;0;"});
+    ProcessStart start;
+    start.environment = {"PATH=" + path};
+    start.directory = node.path("");
+    const auto daemon = node.startedDaemon({"-v"}, start);
+    EXPECT_EQ(node.waitForFinishedEu("app").state, orv::EuState::LAUNCH_FAILED) << path;
+    EXPECT_EQ(node.waitForFinishedEu("app").result, ENOENT) << path;
+    expectGracefulEnd(*daemon);
+  }
+}
+
+TEST_F(DaemonPrograms, FolderOfTheNameInThePathIsPassedOver) {
+  ASSERT_EQ(mkdir(node.path("first").c_str(), 0755), 0);
+  ASSERT_EQ(mkdir(node.path("first/program").c_str(), 0755), 0);
+  node.define({"app;program;print-args found;0;0;"});
+  ProcessStart start;
+  start.environment = {"PATH=" + node.path("first") + ":" + node.path("")};
   const auto daemon = node.startedDaemon({"-v"}, start);
   daemon->waitForOutputLineWith("argument [found]");
   expectGracefulEnd(*daemon);

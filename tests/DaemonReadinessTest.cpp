@@ -1,9 +1,11 @@
 // Programs that speak systemd's readiness protocol.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstring>
 #include <memory>
 #include <string>
@@ -154,6 +156,33 @@ TEST_F(DaemonReadiness, WhatIsSaidAgainAndAgainWhileTheStoreIsLockedIsRecordedOn
     times += event.kind == orv::EventKind::TAG_SET && event.text.starts_with("eu.app.ready") ? 1 : 0;
   // The first may have been on its way when the others came.
   EXPECT_TRUE(times == 1 || times == 2) << times;
+}
+
+TEST_F(DaemonReadiness, WhatTheStoreHasNoRoomForIsThereOnceItHas) {
+  node.define({script("app", "while not os.path.exists('" + node.path("go") +
+                                 "'): time.sleep(0.01)\n"
+                                 "print('a line', flush=True)\n"
+                                 "notify('READY=1\\nSTATUS=up')\n" +
+                                 std::string(STAY))});
+  ProcessStart start;
+  start.ignoredSignals = {SIGXFSZ};
+  const auto daemon = node.startedDaemon({"-v"}, start);
+  node.waitForEu("app", orv::EuState::RUNNING);
+  rlimit before{};
+  // Less than the store's file has already: no page of it can be written.
+  const rlimit none = {4096, RLIM_INFINITY};
+  ASSERT_EQ(prlimit(daemon->pid(), RLIMIT_FSIZE, &none, &before), 0);
+  node.writeFile("go", "");
+  for (const char *refused : {"cannot set tag eu.app.ready", "cannot append output of EU", "cannot record the status"})
+    daemon->waitForErrorLineWith(refused);
+  EXPECT_FALSE(node.tag("eu.app.ready").has_value());
+  ASSERT_EQ(prlimit(daemon->pid(), RLIMIT_FSIZE, &before, nullptr), 0);
+  EXPECT_EQ(readyTag("app").setter.euName, "app");
+  EXPECT_EQ(statusOf("app"), "up");
+  const orv::ProgramOutput output = node.output(node.waitForEu("app", orv::EuState::RUNNING).id);
+  ASSERT_EQ(output.first.size(), 1U);
+  EXPECT_EQ(output.first[0].text, "a line");
+  expectGracefulEnd(*daemon);
 }
 
 TEST_F(DaemonReadiness, MessageOfAStrangerIsRefusedWithAWarning) {

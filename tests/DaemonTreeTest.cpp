@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -220,6 +221,26 @@ TEST_F(DaemonTree, EndsOfLeftProcessesAreCollected) {
   const pid_t child = childOf(*daemon);
   EXPECT_TRUE(comesTrue([&] { return !processInfo(child).has_value(); }))
       << "it is still there, state " << processInfo(child)->state;
+  expectGracefulEnd(*daemon);
+}
+
+TEST_F(DaemonTree, ChildThatTheDaemonHadBeforeIsInNobodysWay) {
+  node.define(
+      {script("app", "until [ -e '" + node.path("go") +
+                         "' ]; do sleep 0.01; done\nsetsid sh -c 'echo child $$; sleep 0.05' &\nsleep 0.01\n")});
+  ProcessStart start;
+  start.arguments = {"/bin/sh", "-c", "sleep 0.01 & echo before $!; exec \"$@\"", "sh"};
+  const auto daemon = node.startedDaemon({"-v"}, start);
+  const pid_t before = std::stoi(daemon->waitForOutputLineWith("before ").substr(std::strlen("before ")));
+  waitForState(before, "Z");
+  node.writeFile("go", "");
+  const pid_t child = childOf(*daemon);
+  EXPECT_TRUE(comesTrue([&] { return !processInfo(child).has_value(); }))
+      << "it is still there, state " << processInfo(child)->state;
+  EXPECT_TRUE(processInfo(before).has_value()) << "it is not the platform's to wait for";
+  const pid_t guard = guardOf(*daemon);
+  kill(guard, SIGKILL);
+  node.waitForEvent(orv::EventKind::LOG, "the guard has ended; another one is started");
   expectGracefulEnd(*daemon);
 }
 

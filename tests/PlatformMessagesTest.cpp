@@ -21,6 +21,7 @@
 #include "../ORV_Platform/linux/SysComMessage.h"
 #include "../ORV_Platform/linux/SysComReceive.h"
 #include "AaSysCom.h"
+#include "Limited.h"
 #include "PlatformNode.h"
 
 namespace {
@@ -270,6 +271,23 @@ TEST_F(Messages, ToAnotherNodeAreRefusedAndReported) {
                                       "node has no gateway"),
             1u);
   EXPECT_EQ(PlatformNode::countEvents(MESSAGE_UNDELIVERED_EVENT, 0x0A01, "to 0x20111000"), 1u);
+}
+
+TEST_F(Messages, ToAnotherNodeForWhichThereIsNoDescriptorSayThat) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  // Skipped with sanitizers: they open descriptors of their own to see whether memory can be read, and take it for
+  // lost where there are none.
+  GTEST_SKIP() << "a sanitizer needs descriptors";
+#endif
+  {
+    const Limited descriptors(RLIMIT_NOFILE, nextDescriptor());
+    EXPECT_EQ(sendEmpty(0x0A09, 0x20111000), EMFILE);
+  }
+  EXPECT_EQ(PlatformNode::countEvents(orvtest::LOG_EVENT, orvtest::WARNING,
+                                      "message 0x0a09 to 0x20111000 not delivered: this node's gateway cannot be "
+                                      "reached: Too many open files"),
+            1u);
+  EXPECT_EQ(PlatformNode::countEvents(MESSAGE_UNDELIVERED_EVENT, 0x0A09, "to 0x20111000"), 1u);
 }
 
 TEST_F(Messages, ToNobodyAreReportedUndelivered) {

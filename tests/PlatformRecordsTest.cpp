@@ -1,7 +1,6 @@
 // What a process that runs a node records, where descriptors and room are short: in libORV.so, as the daemon uses it.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <csignal>
@@ -12,6 +11,7 @@
 
 #include "AaPro.h"
 #include "AaSysLog.h"
+#include "Limited.h"
 #include "PlatformNode.h"
 #include "WaitUntil.h"
 
@@ -24,25 +24,6 @@ using orvtest::PlatformNode;
 const testing::Environment *const NODE_ENVIRONMENT = testing::AddGlobalTestEnvironment(new PlatformNode);
 
 constexpr unsigned LAST_WORDS_EVENT = 15;
-
-// A limit of this process, lower for the lifetime of the object.
-class Limited {
- public:
-  Limited(decltype(RLIMIT_NOFILE) resource, rlim_t limit) : resource_(resource) {
-    EXPECT_EQ(getrlimit(resource_, &before_), 0);
-    const rlimit lower = {limit, before_.rlim_max};
-    EXPECT_EQ(setrlimit(resource_, &lower), 0);
-  }
-  ~Limited() {
-    setrlimit(resource_, &before_);
-  }
-  Limited(const Limited &) = delete;
-  Limited &operator=(const Limited &) = delete;
-
- private:
-  decltype(RLIMIT_NOFILE) resource_;
-  rlimit before_{};
-};
 
 // How often the thread of that name has given its processor up to wait for something.
 unsigned long waitsOf(const std::string &thread) {
@@ -99,10 +80,7 @@ TEST(PlatformRecords, CaretakerThatFoundNoDescriptorIsStartedByALaterProgram) {
   PlatformNode::events();
   int32_t waitStatus = -1;
   {
-    const int lowestFree = dup(STDIN_FILENO);
-    ASSERT_GE(lowestFree, 0);
-    close(lowestFree);
-    const Limited descriptors(RLIMIT_NOFILE, static_cast<rlim_t>(lowestFree) + 1);
+    const Limited descriptors(RLIMIT_NOFILE, nextDescriptor() + 1);
     EXPECT_EQ(AaProCmdExec("/bin/true", "", 0, &waitStatus), 0) << "it can do without, and has the one that is left";
     EXPECT_EQ(waitStatus, 0);
   }

@@ -13,6 +13,15 @@ TEST(ReadinessMessage, ReadyIsTheWholeLine) {
   EXPECT_FALSE(parseReadinessMessage("").ready);
 }
 
+// A program that sends a C string whole sends its end with it.
+TEST(ReadinessMessage, ZeroByteAtTheEndIsNoPartOfIt) {
+  using namespace std::string_view_literals;
+  EXPECT_TRUE(parseReadinessMessage("READY=1\0"sv).ready);
+  EXPECT_EQ(parseReadinessMessage("READY=1\nSTATUS=up\0"sv).status, "up");
+  EXPECT_FALSE(parseReadinessMessage("READY=1\0\0"sv).ready);
+  EXPECT_FALSE(parseReadinessMessage("\0"sv).ready);
+}
+
 TEST(ReadinessMessage, StatusIsWhatFollowsAndMayBeEmpty) {
   EXPECT_EQ(parseReadinessMessage("STATUS=42 % done\nREADY=1").status, "42 % done");
   EXPECT_EQ(parseReadinessMessage("STATUS=").status, "");

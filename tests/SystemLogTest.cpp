@@ -13,10 +13,12 @@
 #include <filesystem>
 #include <string>
 
+#include "AaError.h"
 #include "AaPro.h"
 #include "AaStartup.h"
 #include "AaSysLog.h"
 #include "FreshDirectory.h"
+#include "Limited.h"
 #include "MountNamespace.h"
 
 namespace {
@@ -64,6 +66,29 @@ class SystemLog : public testing::Test {
     umount2("/run", MNT_DETACH);
   }
 };
+
+// The first of these tests, since a process keeps what it once has opened for its log.
+TEST_F(SystemLog, ProcessThatHadNoDescriptorForItsFirstLineLogsItsLaterOnes) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  // Skipped with sanitizers: they open descriptors of their own to see whether memory can be read, and take it for
+  // lost where there are none.
+  GTEST_SKIP() << "a sanitizer needs descriptors";
+#endif
+  const int journal = listenAt("/run/systemd/journal/socket", SOCK_DGRAM);
+  {
+    const Limited descriptors(RLIMIT_NOFILE, nextDescriptor());
+    AaSysLogPrint(2, "lost line");
+    // Returns when the line has been tried.
+    AaErrorExceptionRaise(0, 0, 0, 0, "no descriptors", "file", 1);
+  }
+  AaSysLogPrint(2, "later line");
+  std::string record;
+  do {
+    record = receive(journal);
+    EXPECT_FALSE(record.starts_with("nothing: ")) << record;
+  } while (!record.starts_with("nothing: ") && record.find("MESSAGE=later line\n") == std::string::npos);
+  close(journal);
+}
 
 TEST_F(SystemLog, LineReachesTheJournalWithItsFields) {
   const int journal = listenAt("/run/systemd/journal/socket", SOCK_DGRAM);

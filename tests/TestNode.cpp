@@ -110,7 +110,7 @@ std::vector<std::string> TestNode::environment() const {
 }
 
 std::unique_ptr<DaemonProcess> TestNode::daemon(const std::vector<std::string> &arguments, ProcessStart start) const {
-  start.arguments = {ORV_DAEMON_EXE};
+  start.arguments.emplace_back(ORV_DAEMON_EXE);
   start.arguments.insert(start.arguments.end(), arguments.begin(), arguments.end());
   const std::vector<std::string> own = environment();
   start.environment.insert(start.environment.begin(), own.begin(), own.end());

@@ -54,7 +54,7 @@ class TestNode {
   // The variables that make a process one of this node.
   std::vector<std::string> environment() const;
 
-  // Starts the daemon; `start` holds what is not as usual, its arguments are ignored.
+  // Starts the daemon; `start` holds what is not as usual, its arguments a command that executes what follows it.
   std::unique_ptr<DaemonProcess> daemon(const std::vector<std::string> &arguments, ProcessStart start = {}) const;
   // Starts the daemon and waits until its start-up is complete, and its signals armed with it.
   std::unique_ptr<DaemonProcess> startedDaemon(const std::vector<std::string> &arguments,

@@ -1,6 +1,7 @@
 #include "Command.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -11,7 +12,7 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory_resource>
-#include <optional>
+#include <new>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -93,17 +94,23 @@ TextPointers argumentPointers(const Program &program, std::vector<std::string> &
   return result;
 }
 
-// The file that `path` names: the first executable of that name in PATH. Nothing where it is `path` itself: when it has
-// a "/", and for a name that is nowhere, for the start to fail with.
-std::optional<std::string> lookUp(const std::string &path) {
+bool isExecutable(const std::string &path) {
+  struct stat file {};
+  return access(path.c_str(), X_OK) == 0 && stat(path.c_str(), &file) == 0 && S_ISREG(file.st_mode);
+}
+
+// The file that a name without a "/" stands for: the first executable of that name in the folders of PATH that do not
+// depend on where the daemon was started. Empty where there is none.
+std::string lookUp(const std::string &name) {
   const char *searchPath = std::getenv("PATH");
-  if (path.find('/') != std::string::npos || path.empty() || searchPath == nullptr) return std::nullopt;
-  std::string_view rest = searchPath;
+  std::string_view rest = searchPath == nullptr ? "" : searchPath;
+  if (name.empty()) return "";
   for (;;) {
     const size_t colon = rest.find(':');
-    std::string candidate = std::string(rest.substr(0, colon)) + "/" + path;
-    if (candidate.front() == '/' && access(candidate.c_str(), X_OK) == 0) return candidate;
-    if (colon == std::string_view::npos) return std::nullopt;
+    const std::string_view folder = rest.substr(0, colon);
+    std::string candidate = std::string(folder) + "/" + name;
+    if (folder.starts_with('/') && isExecutable(candidate)) return candidate;
+    if (colon == std::string_view::npos) return "";
     rest.remove_prefix(colon + 1);
   }
 }
@@ -146,6 +153,11 @@ struct OutputPipe {
   }
 };
 
+Status launchFailure(const Program &program, int error) {
+  return Status::failure(error == EIO ? -EIO : error,
+                         "cannot start " + program.path + ": " + std::strerror(error) + launchAdvice(error));
+}
+
 Status launch(const Program &program, RunningProgram &started) {
   std::vector<std::string> arguments;
   Status status = splitArguments(program.args, arguments);
@@ -155,34 +167,18 @@ Status launch(const Program &program, RunningProgram &started) {
   std::pmr::monotonic_buffer_resource memory(buffer.data(), buffer.size());
   const ProgramEnvironment environment(program.euName, &memory);
   const TextPointers pointers = argumentPointers(program, arguments, &memory);
-  const std::optional<std::string> found = lookUp(program.path);
+  const std::string found = program.path.find('/') == std::string::npos ? lookUp(program.path) : program.path;
+  if (found.empty()) return launchFailure(program, ENOENT);
 
   SpawnRequest request;
-  request.file = found ? found->c_str() : program.path.c_str();
+  request.file = found.c_str();
   request.arguments = pointers.data();
   request.environment = environment.get();
   request.outputDescriptor = output.writing.get();
   const int error = spawnProgram(request, started.pid);
-  if (error != 0) {
-    return Status::failure(error == EIO ? -EIO : error,
-                           "cannot start " + program.path + ": " + std::strerror(error) + launchAdvice(error));
-  }
+  if (error != 0) return launchFailure(program, error);
   if (output.reading.get() >= 0) watchOutput(std::move(output.reading), started.pid, program.euId, program.euName);
   return Status::success();
-}
-
-// Starts a program and puts it on the list, as one step for the shutdown.
-Status launchListed(const Program &program, RunningProgram &started) {
-  beginProgramStart();
-  started.euId = program.euId;
-  started.euName = program.euName;
-  Status status = launch(program, started);
-  if (status.ok()) {
-    endProgramStart(started);
-  } else {
-    endProgramStart();
-  }
-  return status;
 }
 
 int32_t waitForEnd(pid_t pid) {
@@ -190,6 +186,31 @@ int32_t waitForEnd(pid_t pid) {
   while (waitpid(pid, &waitStatus, 0) < 0 && errno == EINTR) {
   }
   return waitStatus;
+}
+
+// Starts a program and puts it on the list, as one step for the shutdown.
+Status launchListed(const Program &program, RunningProgram &started) {
+  beginProgramStart();
+  bool ranOutOfMemory = false;
+  Status status;
+  try {
+    started.euId = program.euId;
+    started.euName = program.euName;
+    status = launch(program, started);
+    if (status.ok()) {
+      endProgramStart(started);
+      return status;
+    }
+  } catch (const std::bad_alloc &) {
+    ranOutOfMemory = true;
+  }
+  // One that runs already and cannot be put on the list would outlive the shutdown.
+  if (ranOutOfMemory && started.pid > 0) {
+    kill(-started.pid, SIGKILL);
+    waitForEnd(started.pid);
+  }
+  endProgramStart();
+  return ranOutOfMemory ? launchFailure(program, ENOMEM) : status;
 }
 
 }  // namespace

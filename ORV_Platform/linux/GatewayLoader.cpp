@@ -195,7 +195,10 @@ Status sendThroughGateway(const MessageHeader &header) {
   const int error = sendToGatewaySocket(nodeDirectory(), nid, &header, sizeof header + header.payloadSize);
   if (error == 0) return Status::success();
   if (error == EAGAIN) return Status::failure(EAGAIN, countRefusal(nid));
-  return Status::failure(EHOSTUNREACH, noWayText(header, nodeStore()));
+  // Nobody listens there; anything else is a want of this process's own.
+  if (error == ENOENT || error == ECONNREFUSED) return Status::failure(EHOSTUNREACH, noWayText(header, nodeStore()));
+  return Status::failure(
+      error, messageText(header) + " not delivered: this node's gateway cannot be reached: " + std::strerror(error));
 }
 
 }  // namespace orv

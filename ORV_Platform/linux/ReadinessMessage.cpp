@@ -5,6 +5,7 @@ namespace orv {
 ReadinessMessage parseReadinessMessage(std::string_view text) {
   constexpr std::string_view STATUS = "STATUS=";
   ReadinessMessage message;
+  if (text.ends_with('\0')) text.remove_suffix(1);
   while (!text.empty()) {
     const size_t lineEnd = text.find('\n');
     const std::string_view line = text.substr(0, lineEnd);

@@ -13,7 +13,8 @@ struct ReadinessMessage {
   std::optional<std::string> status;
 };
 
-// Of several lines with one name the last one counts. What is not known is passed over.
+// Of several lines with one name the last one counts. What is not known is passed over, and so is one zero byte at the
+// end, as by systemd.
 ReadinessMessage parseReadinessMessage(std::string_view text);
 
 }  // namespace orv

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -88,6 +89,20 @@ void reportUnlessOk(const Status &status) {
   std::fprintf(stderr, "Warning/ORV/platform, %s\n", status.message.c_str());
 }
 
+// Which kinds of records the store has been said to refuse, since it last took everything.
+struct Told {
+  bool entries = false;
+  bool tags = false;
+  bool outputs = false;
+  bool statuses = false;
+};
+
+// What the store refuses is tried again, but not told again.
+void reportOnce(const Status &status, bool &told) {
+  if (status.ok() || std::exchange(told, true)) return;
+  reportUnlessOk(status);
+}
+
 void stamp(Event &event) {
   if (event.monotonicNs == 0) event.monotonicNs = monotonicNs();
   event.pid = static_cast<uint32_t>(getpid());
@@ -106,7 +121,7 @@ Event droppedNotice(uint64_t count) {
 // and LMDB keeps the memory for the next one.
 class Batch {
  public:
-  Batch(NodeStore &store, size_t limit) : store_(store), limit_(limit) {}
+  Batch(NodeStore &store, size_t limit, bool &told) : store_(store), limit_(limit), told_(told) {}
 
   void add(StoreEntry &&entry) {
     entries_.push_back(std::move(entry));
@@ -116,7 +131,7 @@ class Batch {
   void write() {
     if (entries_.empty()) return;
     const Status written = store_.write(entries_);
-    reportUnlessOk(written);
+    reportOnce(written, told_);
     if (!written.ok()) std::move(entries_.begin(), entries_.end(), std::back_inserter(refused_));
     entries_.clear();
   }
@@ -129,6 +144,7 @@ class Batch {
  private:
   NodeStore &store_;
   size_t limit_;
+  bool &told_;
   std::vector<StoreEntry> entries_;
   std::vector<StoreEntry> refused_;
 };
@@ -139,33 +155,69 @@ Status setReadyTag(NodeStore &store, const std::string &name, const Setter &sett
   return store.setTag(name, value, setter);
 }
 
-// `hurried`: somebody waits for it. Returns what the store did not take.
-std::vector<StoreEntry> writeWaiting(Waiting &waiting, bool hurried) {
+// Takes those off `records` that `write` stores, and those that the store will never take.
+template <typename Records, typename Write>
+void writeEach(Records &records, bool &told, Write write) {
+  std::erase_if(records, [&](auto &record) {
+    const Status written = write(record.first, record.second);
+    const bool isForGood = written.ok() || written.code == EINVAL;
+    if (isForGood) {
+      reportUnlessOk(written);
+    } else {
+      reportOnce(written, told);
+    }
+    return isForGood;
+  });
+}
+
+// `hurried`: somebody waits for it. Returns the entries that the store did not take; what else it did not take stays in
+// `waiting`.
+std::vector<StoreEntry> writeWaiting(Waiting &waiting, bool hurried, Told &told) {
   constexpr size_t USUAL_ENTRIES = 32;
   constexpr size_t HURRIED_ENTRIES = 1024;
   for (const LogLine &line : waiting.logLines)
     writeToLogSinks(line);
   NodeStore *open = openNodeStore();
-  if (open == nullptr) return {};
+  if (open == nullptr) {
+    waiting = {};
+    return {};
+  }
   NodeStore &store = *open;
-  Batch batch(store, hurried ? HURRIED_ENTRIES : USUAL_ENTRIES);
+  Batch batch(store, hurried ? HURRIED_ENTRIES : USUAL_ENTRIES, told.entries);
   for (auto &[id, record] : waiting.eus)
     batch.add({std::move(record), std::nullopt});
   for (Event &event : waiting.events)
     batch.add({std::nullopt, std::move(event)});
   if (waiting.droppedEvents != 0) batch.add({std::nullopt, droppedNotice(waiting.droppedEvents)});
   batch.write();
-  for (const auto &[name, setter] : waiting.tags)
-    reportUnlessOk(setReadyTag(store, name, setter));
-  for (const auto &[id, lines] : waiting.outputs)
-    reportUnlessOk(store.appendOutput(id, lines));
-  for (const auto &[id, text] : waiting.statuses)
-    reportUnlessOk(store.setEuStatus(id, text));
+  writeEach(waiting.tags, told.tags,
+            [&](const std::string &name, const Setter &setter) { return setReadyTag(store, name, setter); });
+  writeEach(waiting.outputs, told.outputs,
+            [&](uint32_t id, const std::vector<OutputLine> &lines) { return store.appendOutput(id, lines); });
+  writeEach(waiting.statuses, told.statuses,
+            [&](uint32_t id, const std::string &text) { return store.setEuStatus(id, text); });
   return std::move(batch.refused());
 }
 
-// Puts what the store did not take before what has come since.
-void waitAgain(Waiting &waiting, std::vector<StoreEntry> &&refused) {
+// Drops what is too much of one program's output.
+void limitOutput(std::vector<OutputLine> &lines) {
+  // The first lines of a program are kept for good, so they go last.
+  const auto keep = static_cast<size_t>(std::count_if(
+      lines.begin(), lines.end(), [](const OutputLine &line) { return line.number <= FIRST_OUTPUT_LINES; }));
+  if (lines.size() <= MAX_WAITING_OUTPUT_LINES + keep) return;
+  const auto begin = lines.begin() + static_cast<std::ptrdiff_t>(keep);
+  lines.erase(begin, begin + static_cast<std::ptrdiff_t>(lines.size() - keep - MAX_WAITING_OUTPUT_LINES));
+}
+
+// Puts what the store did not take, `refused` and what is left in `batch`, before what has come since.
+void waitAgain(Waiting &waiting, std::vector<StoreEntry> &&refused, Waiting &&batch) {
+  waiting.tags.merge(batch.tags);
+  waiting.statuses.merge(batch.statuses);
+  for (auto &[id, lines] : batch.outputs) {
+    std::vector<OutputLine> &all = waiting.outputs[id];
+    all.insert(all.begin(), std::make_move_iterator(lines.begin()), std::make_move_iterator(lines.end()));
+    limitOutput(all);
+  }
   std::vector<Event> events;
   for (StoreEntry &entry : refused) {
     if (entry.eu) waiting.eus.try_emplace(entry.eu->id, std::move(*entry.eu));
@@ -202,6 +254,7 @@ void *runWriter(void *) {
   const auto hurry = [&] { return all.ending || all.flushesWanted != 0; };
   const auto hasWork = [&] { return hurry() || !all.waiting.empty(); };
   bool wasRefused = false;
+  Told told;
   for (bool trimmed = true;; trimmed = false) {
     if (!trimmed && !all.somethingToDo.wait_for(lock, QUIET_TIME, hasWork)) {
       lock.unlock();
@@ -220,10 +273,11 @@ void *runWriter(void *) {
     const bool hurried = hurry();
     all.flushesWanted = 0;
     lock.unlock();
-    std::vector<StoreEntry> refused = writeWaiting(batch, hurried);
+    std::vector<StoreEntry> refused = writeWaiting(batch, hurried, told);
     lock.lock();
-    wasRefused = !refused.empty();
-    if (wasRefused && !all.ending) waitAgain(all.waiting, std::move(refused));
+    wasRefused = !refused.empty() || !batch.tags.empty() || !batch.outputs.empty() || !batch.statuses.empty();
+    if (!wasRefused) told = {};
+    if (wasRefused && !all.ending) waitAgain(all.waiting, std::move(refused), std::move(batch));
     all.batchesWritten = number;
     all.written.notify_all();
     if (all.ending && all.waiting.empty()) return nullptr;
@@ -373,13 +427,7 @@ void recordOutput(uint32_t euId, std::vector<OutputLine> lines) {
     } else {
       all.insert(all.end(), std::make_move_iterator(lines.begin()), std::make_move_iterator(lines.end()));
     }
-    // The first lines of a program are kept for good, so they go last.
-    const auto keep = static_cast<size_t>(std::count_if(
-        all.begin(), all.end(), [](const OutputLine &line) { return line.number <= FIRST_OUTPUT_LINES; }));
-    if (all.size() > MAX_WAITING_OUTPUT_LINES + keep) {
-      const auto begin = all.begin() + static_cast<std::ptrdiff_t>(keep);
-      all.erase(begin, begin + static_cast<std::ptrdiff_t>(all.size() - keep - MAX_WAITING_OUTPUT_LINES));
-    }
+    limitOutput(all);
   };
   if (queued(queue)) return;
   if (NodeStore *store = openNodeStore()) reportUnlessOk(store->appendOutput(euId, lines));

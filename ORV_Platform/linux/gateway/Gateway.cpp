@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <cstring>
 #include <stdexcept>
 #include <string_view>
 
@@ -107,6 +108,11 @@ Status Gateway::openKeys(const std::string &keyDirectory) {
   trusted_ = std::make_unique<TrustedNodes>(keyDirectory);
   if (const Status read = trusted_->read(); !read.ok()) {
     log(SEVERITY_ERROR, "gateway: no node is trusted: " + read.message);
+  }
+  if (trusted_->descriptor() < 0) {
+    log(SEVERITY_WARNING, "gateway: what becomes trusted, or untrusted, is not seen before the next start: " +
+                              keyDirectory + " cannot be watched: " + std::strerror(trusted_->watchError()) +
+                              " (more is to be had by the sysctls fs.inotify.*)");
   }
   return Status::success();
 }

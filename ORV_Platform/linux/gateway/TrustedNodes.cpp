@@ -4,15 +4,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace orv::gateway {
 
 TrustedNodes::TrustedNodes(std::string keyDirectory)
     : keyDirectory_(std::move(keyDirectory)), watch_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
   constexpr uint32_t CHANGES = IN_MOVED_TO | IN_MOVED_FROM | IN_DELETE | IN_CLOSE_WRITE | IN_ATTRIB;
-  if (watch_.get() >= 0 && inotify_add_watch(watch_.get(), keyDirectory_.c_str(), CHANGES) < 0) {
-    close(watch_.release());
-  }
+  if (watch_.get() >= 0 && inotify_add_watch(watch_.get(), keyDirectory_.c_str(), CHANGES) >= 0) return;
+  watchError_ = errno;
+  watch_.reset();
 }
 
 bool TrustedNodes::changed() {

@@ -19,9 +19,12 @@ class TrustedNodes {
  public:
   explicit TrustedNodes(std::string keyDirectory);
 
-  // To be polled for POLLIN; -1 where the directory cannot be watched.
+  // To be polled for POLLIN; -1 where the directory cannot be watched, and watchError is then the errno.
   int descriptor() const {
     return watch_.get();
+  }
+  int watchError() const {
+    return watchError_;
   }
   // Takes what the descriptor has to say. True when the keys may have changed and were read again.
   bool changed();
@@ -34,6 +37,7 @@ class TrustedNodes {
  private:
   std::string keyDirectory_;
   Descriptor watch_;
+  int watchError_ = 0;
   std::vector<TrustedKey> keys_;
 };
 
