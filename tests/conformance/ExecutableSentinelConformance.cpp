@@ -162,6 +162,22 @@ TEST(ExecutableSentinelConformance, BudgetIsTheParametersOrTheDefault) {
   }
 }
 
+// Too long to be waited for here, even in virtual time: the tag is there.
+TEST(ExecutableSentinelConformance, BudgetMayBeAnyNumberOf32Bits) {
+  for (const char *budget : {"3600001", "2147483647", "2147483648", "4294967295"}) {
+    SCOPED_TRACE(budget);
+    Scenario scenario;
+    scenario.rad[0x10070] = static_cast<uint32_t>(std::stoul(budget));
+    scenario.tags["x.up"] = {};
+    EXPECT_TRUE(isTrace(waitFor(tableOf({"x.up"}), scenario).trace,
+                        std::string("0.000 main AaConfigRadGetValue(0x10070) = ") + budget +
+                            "\n0.000 main Info: readyWait: waiting " + budget + R"( ms for x.up to be set
+        0.000 main AaConfigTagIsSet("x.up") = 1
+        0.000 main Info: readyWait: x.up tag set in time
+        0.000 node end: exit status 0)"));
+  }
+}
+
 TEST(ExecutableSentinelConformance, TagsAreWaitedForInOrderOutOfOneBudget) {
   Scenario scenario;
   scenario.timedTags = {{"a.up", {}, 1000}, {"b.up", {}, 30}, {"c.up", {}, 1100}};

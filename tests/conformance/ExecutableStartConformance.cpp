@@ -65,6 +65,14 @@ TEST(ExecutableStartConformance, StringWithoutADefinitionStartsNothingAndSucceed
   }
 }
 
+TEST(ExecutableStartConformance, DefinitionStringIsCutInPlace) {
+  const std::string definitions = " a -v#a.up|b -w|c";
+  Scenario scenario;
+  scenario.tags["a.up"] = {};
+  EXPECT_EQ(start(definitions, scenario).result, 1);
+  EXPECT_EQ(std::string(gExeDefString, definitions.size() + 1), std::string(" a\0-v\0a.up\0b\0-w\0c", 18));
+}
+
 TEST(ExecutableStartConformance, TooManyDefinitionsStartNoneOfThem) {
   const Start outcome = start("a#t|b|c|d", {});
   EXPECT_EQ(outcome.result, 0);

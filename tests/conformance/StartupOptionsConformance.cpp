@@ -210,6 +210,20 @@ const OptionCase LIST_CASES[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Lists, StartupOptionsConformance, testing::ValuesIn(LIST_CASES), nameOf);
 
+TEST(StartupOptionsConformance, LongTextsAreUsedWholeWhereTheyHaveNoField) {
+  const std::string text(5000, 'x');
+  EXPECT_TRUE(bootsAs({"",
+                       {"--startup=cename=" + text + ",syscomgwprotocol=" + text + ",configfile=" + text +
+                        ",slavenids=" + text + ",bogus=" + text},
+                       "err: CE name set to " + text + "\nAaConfigTagSetString(\"sys.ce.name\", \"" + text +
+                           "\") = 0\nerr: SysComGw protocol '" + text + "'\nerr: XML CE configure from " + text +
+                           "\nAaConfigTagReadFile(\"" + text + "\") = 2\nerr: Setting slavenids... " + text +
+                           "\nerr: 1 slavenids set\nAaConfigTagSetU32(\"orv.demo.numberofslavenodes\", 1) = 0\n"
+                           "err: Unknown option 'bogus=" +
+                           text + "'",
+                       "sysComGwProtocol=\"" + text + "\" ORV_CE_NAME=\"" + text + "\""}));
+}
+
 TEST(StartupOptionsConformance, ConfigFileSetsItsTagsAtOnce) {
   Scenario scenario;
   scenario.configFiles["early.xml"] = {{"app.hwapi.appcfg.filename", {TagType::STRING, 0, "/early"}}};

@@ -150,6 +150,17 @@ TEST(TagOptionConformance, WholeNumbersOf32BitsAreNumbersAndAllElseIsText) {
   }
 }
 
+TEST(TagOptionConformance, LongNamesAndValuesAreUsedWhole) {
+  const std::string name(5000, 'n');
+  const std::string value(5000, 'v');
+  const std::string zeros(5000, '0');
+  for (const int shortValues : {0, 1}) {
+    EXPECT_TRUE(sets(name + "=" + value, shortValues, "AaConfigTagSetString(\"" + name + "\", \"" + value + "\") = 0"));
+  }
+  EXPECT_TRUE(sets(name + "=" + zeros + "7", 0, "AaConfigTagSetU32(\"" + name + "\", 7) = 0"));
+  EXPECT_TRUE(sets(name + "=" + zeros + "7", 1, "AaConfigTagSetU16(\"" + name + "\", 7) = 0"));
+}
+
 TEST(TagOptionConformance, EveryListGivesZero) {
   for (const int shortValues : {0, 1}) {
     EXPECT_TRUE(sets("", shortValues, ""));
