@@ -7,6 +7,7 @@
 //                       at once: the process is killed in the middle of the request
 //   FAKE_BOARD_BOOT_STATUS  what WDIOC_GETBOOTSTATUS answers
 //   FAKE_BOARD_HURRIES  each sleep is over at once
+//   FAKE_BOARD_HANGS    file whose storage hangs: who opens it comes back no more
 //   FAKE_BOARD_GATE     FIFO: a long sleep is over when somebody opens it for writing
 //
 // Long sleeps, of 10 s and more, are over at once otherwise. Everything else goes to the kernel as it is.
@@ -38,6 +39,8 @@ constexpr long SLEEP_CALL = SYS_clock_nanosleep;
 extern "C" int open(const char *path, int flags, ...) {
   const char *bootId = getenv("FAKE_BOARD_BOOT_ID");
   if (bootId != nullptr && strcmp(path, BOOT_ID) == 0) path = bootId;
+  for (const char *hangs = getenv("FAKE_BOARD_HANGS"); hangs != nullptr && strcmp(path, hangs) == 0;)
+    pause();
   va_list arguments;
   va_start(arguments, flags);
   const unsigned mode = (flags & O_CREAT) != 0 ? va_arg(arguments, unsigned) : 0;
