@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <random>
 #include <string>
@@ -38,7 +39,7 @@ MessageFrame frameOf(uint64_t sequence, uint64_t oldestOpen, uint64_t epoch = EP
 // A master that trusts the test's own gateway as node 0x2011.
 class GatewayIntruders : public testing::Test {
  protected:
-  GatewayIntruders() {
+  explicit GatewayIntruders(const std::string &settings = "") : master(places, MASTER, settings) {
     master.makeKeys();
     EXPECT_EQ(master.files().orvctl({"keys", "trust", "0x2011", raw.key()}).waitStatus, 0);
     master.start();
@@ -87,8 +88,13 @@ class GatewayIntruders : public testing::Test {
   }
 
   GatewayPlaces places = ownPlaces();
-  GatewayNode master{places, MASTER};
+  GatewayNode master;
   RawGateway raw;
+};
+
+class GatewayHolds : public GatewayIntruders {
+ protected:
+  GatewayHolds() : GatewayIntruders(" queue=\"5\"") {}
 };
 
 // The first 64 bytes of a connection: the greeting of ZeroMQ's protocol 3.1 with a mechanism.
@@ -107,6 +113,30 @@ TEST_F(GatewayIntruders, MessageOfATrustedGatewayArrives) {
   send(frameOf(1, 1));
   EXPECT_EQ(verdicts(1), Lines{"1 0"});
   EXPECT_EQ(messagesUpTo(*listener, "0x0a01"), Lines{"0x0a01"});
+}
+
+TEST_F(GatewayHolds, NoMoreThanItsQueueForAUserThatTakesNothing) {
+  // More than any user's socket takes, and less than may be under way.
+  constexpr uint64_t COUNT = 900;
+  constexpr uint64_t QUEUE = 5;
+  const auto holder = master.receiver({"hold"});
+  connect();
+  for (uint64_t sequence = 1; sequence <= COUNT; ++sequence) {
+    MessageFrame frame = frameOf(sequence, 1);
+    frame.timeLeftMs = 600000;
+    send(frame);
+  }
+  // What waits for the user has no verdict for ten minutes; all the others have one at once.
+  Lines expected;
+  const Lines found = verdicts(COUNT - QUEUE);
+  const uint64_t taken = static_cast<uint64_t>(
+      std::ranges::count_if(found, [](const std::string &verdict) { return verdict.ends_with(" 0"); }));
+  for (uint64_t sequence = 1; sequence <= taken; ++sequence)
+    expected.push_back(std::to_string(sequence) + " 0");
+  for (uint64_t sequence = taken + QUEUE + 1; sequence <= COUNT; ++sequence)
+    expected.push_back(std::to_string(sequence) + " 2");
+  EXPECT_GT(taken, 0U);
+  EXPECT_EQ(found, expected);
 }
 
 TEST_F(GatewayIntruders, FrameThatNamesAnotherNodeThanItsKeyIsDropped) {

@@ -38,4 +38,16 @@ TEST_F(ResetStorage, ResetIsMadeThoughTheFlightRecordCannotBeWritten) {
   EXPECT_NE(fileText("state/run-record").find("resetRequested=1\n"), std::string::npos);
 }
 
+TEST_F(ResetStorage, ResetIsMadeThoughTheHoldCannotBeRead) {
+  node.define({"pump;" + failingProgram({}, 3) + ";;0;2;"});
+  const auto daemon = start({"FAKE_BOARD_HANGS=" + node.path("state") + "/reset-hold"});
+  const int waitStatus = daemon->waitForExit();
+  EXPECT_TRUE(WIFSIGNALED(waitStatus) && WTERMSIG(waitStatus) == SIGKILL) << waitStatus;
+  EXPECT_EQ(countLinesWith("Error/ORV/platform, cannot read the hold of resets in 10 s and does not wait for it any "
+                           "longer: does the storage of " +
+                               node.path("state") + " hang?",
+                           daemon->errorLines()),
+            1U);
+}
+
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <atomic>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -39,10 +41,15 @@ void resetRefused(const std::string &reason) {
 
 bool resetIsHeld(const std::string &means) {
   finishRunStart();
-  uint64_t leftNs = 0;
+  const auto found = std::make_shared<std::atomic<uint64_t>>(0);
   // A hold that cannot be read holds nothing: the reset is what the node needs.
-  complainUnlessOk(resetHoldLeft(stateDirectory(), leftNs));
-  if (leftNs == 0) return false;
+  complainUnlessOk(withinStorageLimit("read the hold of resets", [found] {
+    uint64_t leftNs = 0;
+    Status read = resetHoldLeft(stateDirectory(), leftNs);
+    *found = leftNs;
+    return read;
+  }));
+  if (*found == 0) return false;
   const FlightEntry entry = resetEntry(FlightKind::RESET_HELD, means);
   const std::string text = "would have reset the board by " + means + ", as asked for by " + requesterText(entry) +
                            ": resets are held (orvctl reset hold --off lets them through)";

@@ -15,11 +15,12 @@ extern "C" {
 void orvPlatformResetRefused(const char *reason);
 
 // Non-zero when an operator holds resets off: the reset is not to be made. What would have been done is then logged,
-// and recorded in the node's events and the flight record.
+// and recorded in the node's events and the flight record. Zero where the hold cannot be read within 10 s.
 int32_t orvPlatformResetIsHeld(const char *means);
 
 // A board reset is about to be made. Logged and recorded in the node's events first, then, each synced, in the flight
-// record and in the run record, so that the next start knows of it. Returns within 10 s though the storage hangs.
+// record and in the run record, so that the next start knows of it. Returns though the storage hangs, which is given
+// 10 s for each.
 void orvPlatformResetBegins(const char *means);
 
 // Writes what the page cache holds to all file systems; returns when that is done, or after 10 s.
