@@ -58,6 +58,18 @@ std::set<std::string> declaredFunctions(const std::string &header,
   return names;
 }
 
+// The operations that libORV.so defines for the daemon.
+std::set<std::string> libOrvInterface() {
+  std::set<std::string> declared;
+  for (const char *header : {"AaStartup.h", "AaPro.h", "AaConfig.h", "AaSysCom.h", "AaFile.h", "AaSysTime.h",
+                             "AaSysLog.h", "AaError.h", "AaMem.h"}) {
+    const std::set<std::string> names = declaredFunctions(header);
+    EXPECT_FALSE(names.empty()) << header;
+    declared.insert(names.begin(), names.end());
+  }
+  return declared;
+}
+
 std::string bannerOf(const ElfFile &daemon) {
   const ElfSymbol *symbol = find(daemon, "ORV_VER");
   if (symbol == nullptr) throw std::runtime_error("the daemon has no ORV_VER");
@@ -100,6 +112,21 @@ TEST(DaemonFile, CopiesNoObjectOutOfALibrary) {
   const ElfSymbol *record = find(daemon, "gOrvStartupConfig");
   ASSERT_NE(record, nullptr);
   EXPECT_FALSE(record->defined);
+}
+
+// Of an extension that only one of the platforms offers it knows nothing, and libsystemd is the board library's affair.
+TEST(DaemonFile, NeedsTheWholeInterfaceOfItsLibrariesAndNothingElse) {
+  std::set<std::string> expected = libOrvInterface();
+  expected.merge(declaredFunctions("ddal.h"));
+  expected.insert("gOrvStartupConfig");
+  const ElfFile daemon(daemonPath());
+  std::set<std::string> needed;
+  for (const ElfSymbol &symbol : daemon.symbols()) {
+    for (const char *prefix : {"Aa", "ddal_", "gOrv", "orv", "sd_"}) {
+      if (!symbol.defined && symbol.name.starts_with(prefix)) needed.insert(symbol.name);
+    }
+  }
+  EXPECT_EQ(needed, expected);
 }
 
 TEST(DaemonFile, ExportsItsBannerAsAnObject) {
@@ -160,13 +187,7 @@ class PlatformFiles : public testing::TestWithParam<PlatformCase> {
 
 TEST_P(PlatformFiles, LibOrvDefinesEveryDeclaredFunction) {
   const ElfFile library(libOrv());
-  std::set<std::string> declared;
-  for (const char *header : {"AaStartup.h", "AaPro.h", "AaConfig.h", "AaSysCom.h", "AaFile.h", "AaSysTime.h",
-                             "AaSysLog.h", "AaError.h", "AaMem.h"}) {
-    const std::set<std::string> names = declaredFunctions(header);
-    EXPECT_FALSE(names.empty()) << header;
-    declared.insert(names.begin(), names.end());
-  }
+  const std::set<std::string> declared = libOrvInterface();
   EXPECT_EQ(declared.size(), 27U);
   for (const std::string &name : declared) {
     const ElfSymbol *symbol = find(library, name);
