@@ -84,6 +84,8 @@ def make_disk(place, test_programs):
                                       stderr=subprocess.DEVNULL).returncode != 0:
                         shutil.copy2(f"{path}/{name}", f"{tree}/{path}/{name}")
     disk = f"{place}/disk.ext4"
-    subprocess.run(["mke2fs", "-q", "-t", "ext4", "-d", f"{place}/disk", disk, "800M"], check=True,
+    with open(disk, "wb") as file:
+        file.truncate(800 << 20)
+    subprocess.run(["mke2fs", "-q", "-t", "ext4", "-d", f"{place}/disk", disk], check=True,
                    env={**os.environ, "PATH": os.environ["PATH"] + ":/usr/sbin:/sbin"})
     return disk
