@@ -25,9 +25,9 @@ using NodeStoreManyProcesses = NodeStoreTest;
 
 // --- Kills ----------------------------------------------------------------------------------------------------------
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-// A sanitizer's process takes some twenty times as long to be made and to end; what it is to find does not depend on
-// the count.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(ORV_EMULATED)
+// With a sanitizer or in an emulator a process takes some twenty times as long to be made and to end; what it is to
+// find does not depend on the count.
 constexpr uint32_t KILLS = 500;
 #else
 constexpr uint32_t KILLS = 10'000;

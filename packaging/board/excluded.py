@@ -11,6 +11,7 @@ import node
 
 EXCLUSIONS = "tests/emulator-exclusions.txt"
 BUILD = "build/release-armhf"
+TOOLS = "arm-linux-gnueabihf-"
 ON_TARGET = ["scripts/on-target", "build/sysroot-armhf"]
 # Whole nodes, and thousands of processes that are killed, on a processor that is emulated.
 TEST_LIMIT_S = 1500
@@ -79,11 +80,16 @@ def make_disk(place, test_programs):
             os.makedirs(f"{tree}/{path}", exist_ok=True)
             for name in files:
                 if not name.endswith("Test") or os.path.abspath(f"{path}/{name}") in test_programs:
-                    # What is no ARM program stays as it is.
-                    if subprocess.run(["arm-linux-gnueabihf-strip", "-o", f"{tree}/{path}/{name}", f"{path}/{name}"],
+                    # What is no program for the board stays as it is.
+                    if subprocess.run([f"{TOOLS}strip", "-o", f"{tree}/{path}/{name}", f"{path}/{name}"],
                                       stderr=subprocess.DEVNULL).returncode != 0:
                         shutil.copy2(f"{path}/{name}", f"{tree}/{path}/{name}")
+    # The tests start their programs through this one, which the build has for the machine that emulates.
+    subprocess.run([f"{TOOLS}gcc", "-O1", "-static", "-o", f"{tree}/{BUILD}/tests/programs/adopt-orphans",
+                    "tests/programs/adopt-orphans.c"], check=True)
     disk = f"{place}/disk.ext4"
-    subprocess.run(["mke2fs", "-q", "-t", "ext4", "-d", f"{place}/disk", disk, "800M"], check=True,
+    with open(disk, "wb") as file:
+        file.truncate(800 << 20)
+    subprocess.run(["mke2fs", "-q", "-t", "ext4", "-d", f"{place}/disk", disk], check=True,
                    env={**os.environ, "PATH": os.environ["PATH"] + ":/usr/sbin:/sbin"})
     return disk
