@@ -129,11 +129,12 @@ struct NodeStore::Impl {
     constexpr std::chrono::seconds PATIENCE(1);
     constexpr std::chrono::milliseconds PAUSE(10);
     int code = attempt();
-    if (code != MDB_MAP_FULL) return code;
-    environment->forgetDeadReaders();
     const Clock::time_point deadline = Clock::now() + PATIENCE;
-    while (code == MDB_MAP_FULL && environment->hasSpace() && Clock::now() < deadline) {
-      std::this_thread::sleep_for(PAUSE);
+    for (bool again = false; code == MDB_MAP_FULL; again = true) {
+      // Each time, since a reader may be killed while it is waited for.
+      environment->forgetDeadReaders();
+      if (!environment->hasSpace() || Clock::now() >= deadline) break;
+      if (again) std::this_thread::sleep_for(PAUSE);
       code = attempt();
     }
     return code;
