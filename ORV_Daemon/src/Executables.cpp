@@ -19,10 +19,6 @@ constexpr uint32_t EXE_ERROR_CODE = 0x1004b;
 constexpr uint32_t EXE_FAILURE_LINE = 1186;  // see SOURCE_FILE
 constexpr uint32_t EXE_ONLINE_LINE = 1317;
 
-void raiseExeError(const std::string &text, uint32_t line) {
-  AaErrorExceptionRaise(EXE_ERROR_KIND, EXE_ERROR_CODE, 0, 0, text.c_str(), SOURCE_FILE, line);
-}
-
 void *exeSentinelEntry(void *argument) {
   const auto *block = static_cast<const ExeSentinelArgs *>(argument);
   exeSentinel(block->context, block->definition);
@@ -93,7 +89,8 @@ int exeOnlineWait(uint32_t context, const ExeDefTable &table) {
     if (definition.onlineTag[0] == '\0') continue;
     const std::string tag = definition.onlineTag;
     if (readyWait(context, tag, budgetMs) == 0) {
-      raiseExeError(tag + " tag not set in time for executable " + definition.path, EXE_ONLINE_LINE);
+      const std::string text = tag + " tag not set in time for executable " + definition.path;
+      AaErrorExceptionRaise(EXE_ERROR_KIND, EXE_ERROR_CODE, 0, 0, text.c_str(), SOURCE_FILE, EXE_ONLINE_LINE);
       return 0;
     }
   }
@@ -104,7 +101,8 @@ void exeSentinel(uint32_t context, const ExeDef &definition) {
   const std::string path = definition.path;
   const std::string args = definition.args;
   if (exeRun(context, path, args, definition.supervisionFlags) == 1) return;
-  raiseExeError("failure of executable " + path, EXE_FAILURE_LINE);
+  const std::string text = "failure of executable " + path;
+  AaErrorExceptionRaise(EXE_ERROR_KIND, EXE_ERROR_CODE, 0, 0, text.c_str(), SOURCE_FILE, EXE_FAILURE_LINE);
 }
 
 int exeRun(uint32_t, const std::string &path, const std::string &args, uint32_t supervisionFlags) {
