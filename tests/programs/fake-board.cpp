@@ -2,8 +2,8 @@
 // and nobody waits for half a minute.
 //
 //   FAKE_BOARD_BOOT_ID  file that stands for the kernel's boot id
-//   FAKE_BOARD_ERRNO    the watchdog refuses with it; without it the watchdog accepts, and its time-out resets the board
-//                       at once: the process is killed in the middle of the request
+//   FAKE_BOARD_ERRNO    the watchdog refuses with it; without it the watchdog accepts, and its time-out resets the
+//                       board at once: the process is killed in the middle of the request
 //   FAKE_BOARD_WATCHDOG  the file that is the watchdog's device: it looks like one
 //   FAKE_BOARD_ACCEPTS  the watchdog accepts, and its time-out is never over
 //   FAKE_BOARD_CALLS    file for what resets the board and what comes with it, a line each: "timeout <s>", "sync",
