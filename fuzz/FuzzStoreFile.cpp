@@ -12,6 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   if (size < NUMBER_BYTES) return 0;
   const std::string_view file(reinterpret_cast<const char *>(data), size);
   const auto transaction = static_cast<size_t>(data[0] | data[1] << 8);
-  static_cast<void>(orv::isSoundStore(file.substr(NUMBER_BYTES), transaction));
+  constexpr size_t MAX_BYTES = 1024UL * 1024;
+  static_cast<void>(orv::isSoundStore(file.substr(NUMBER_BYTES), MAX_BYTES, transaction));
   return 0;
 }

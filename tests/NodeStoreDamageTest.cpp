@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "NodeStoreFixture.h"
+#include "StoreCheck.h"
 
 using namespace storetest;
 
@@ -76,6 +77,16 @@ int look(const std::string &directory) {
   return 0;
 }
 
+// Whether some state that `file` still tells of is sound.
+bool isSound(const std::string &file) {
+  constexpr size_t MAX_BYTES = 64UL * 1024 * 1024;
+  constexpr size_t TRANSACTIONS = 2000;
+  for (size_t id = 1; id < TRANSACTIONS; ++id) {
+    if (orv::isSoundStore(file, MAX_BYTES, id)) return true;
+  }
+  return false;
+}
+
 // A whole page of it, or some bytes of one.
 std::string damaged(std::string file, std::mt19937 &random) {
   const size_t page = random() % (file.size() / PAGE) * PAGE;
@@ -132,6 +143,34 @@ TEST_F(NodeStoreDamage, IsNotSeenWhereThereIsNone) {
     ASSERT_TRUE(NodeStore::open(directory_.path(), Access::CREATE, store, &setAside).ok());
     ASSERT_EQ(setAside, "") << round;
   }
+}
+
+TEST_F(NodeStoreDamage, FreePagesAtTheEndMayBeMissingAndOthersMayNot) {
+  {
+    const auto store = create();
+    const auto name = [](int tag) { return "long" + std::to_string(tag); };
+    for (int tag = 0; tag < 100; ++tag)
+      ASSERT_TRUE(store->setTag(name(tag), text(std::string(4000, 'x'))).ok());
+    bool wasSet = false;
+    for (int tag = 0; tag < 100; ++tag)
+      ASSERT_TRUE(store->unsetTag(name(tag), wasSet).ok());
+    // What is used now finds its place among the pages that have become free.
+    for (uint32_t change = 0; change < 20; ++change)
+      ASSERT_TRUE(store->setTag("short", u32(change)).ok());
+  }
+  const std::string whole = directory_.read(FILE_NAME);
+  std::string kept = whole;
+  while (isSound(kept.substr(0, kept.size() - PAGE)))
+    kept.resize(kept.size() - PAGE);
+  EXPECT_LT(kept.size(), whole.size());
+  const auto startWith = [](const std::string &file) {
+    const FreshDirectory copy;
+    copy.write(FILE_NAME, file);
+    Child start([&] { return useAll(copy.path()); });
+    return WEXITSTATUS(start.waitForEnd());
+  };
+  EXPECT_EQ(startWith(kept), 0);
+  EXPECT_EQ(startWith(kept.substr(0, kept.size() - PAGE)), SET_ASIDE);
 }
 
 TEST_F(NodeStoreDamage, IsNotSeenInAStoreThatChangesMeanwhile) {

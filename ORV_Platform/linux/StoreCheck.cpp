@@ -273,9 +273,9 @@ class Checker {
   std::vector<bool> taken_;
 };
 
-bool isSoundState(std::string_view file, const Head &head) {
+bool isSoundState(std::string_view file, size_t maxBytes, const Head &head) {
   const size_t pageBytes = head.freePages.pad;
-  if (!isPageSize(pageBytes) || head.lastPage >= file.size() / pageBytes) return false;
+  if (!isPageSize(pageBytes) || head.lastPage >= maxBytes / pageBytes) return false;
   Checker checker(file, pageBytes, head.lastPage);
   const auto isPlain = [](const Node &node) { return node.flags != SUB_TABLE; };
   const auto isTable = [&](const Node &node) {
@@ -306,13 +306,13 @@ bool hasSoundHead(int descriptor, size_t maxBytes) {
   return isSoundHead(std::string_view(second, HEAD_BYTES), pageBytes, maxBytes);
 }
 
-bool isSoundStore(std::string_view file, size_t transactionId) {
+bool isSoundStore(std::string_view file, size_t maxBytes, size_t transactionId) {
   if (file.size() < PAGE_HEAD_BYTES + sizeof(Head)) return false;
   const size_t pageBytes = partAt<Head>(file, PAGE_HEAD_BYTES).freePages.pad;
   if (!isPageSize(pageBytes) || file.size() < FIRST_PAGE * pageBytes) return false;
   for (const size_t offset : {size_t{0}, pageBytes}) {
     const auto head = partAt<Head>(file, offset + PAGE_HEAD_BYTES);
-    if (head.transactionId == transactionId) return isSoundState(file, head);
+    if (head.transactionId == transactionId) return isSoundState(file, maxBytes, head);
   }
   return false;
 }

@@ -21,8 +21,9 @@ namespace orv {
 bool hasSoundHead(int descriptor, size_t maxBytes);
 
 // All of the file as it was after the transaction `transactionId`. `file` is the whole of it, mapped; nothing may
-// change it meanwhile but by transactions that leave that state alone.
-bool isSoundStore(std::string_view file, size_t transactionId);
+// change it meanwhile but by transactions that leave that state alone. Pages at its end that are free may be missing:
+// they were taken and given back before anything was written there. `maxBytes` as above.
+bool isSoundStore(std::string_view file, size_t maxBytes, size_t transactionId);
 
 }  // namespace orv
 

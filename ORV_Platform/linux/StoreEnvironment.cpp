@@ -276,7 +276,7 @@ int StoreEnvironment::checkPagesOnce(MDB_txn *transaction) const {
   const auto size = static_cast<size_t>(file.st_size);
   void *mapped = mmap(nullptr, size, PROT_READ, MAP_SHARED, descriptor, 0);
   if (mapped == MAP_FAILED) return errno;
-  const bool isSound = isSoundStore({static_cast<const char *>(mapped), size}, mdb_txn_id(transaction));
+  const bool isSound = isSoundStore({static_cast<const char *>(mapped), size}, MAP_SIZE, mdb_txn_id(transaction));
   munmap(mapped, size);
   return isSound ? 0 : MDB_CORRUPTED;
 }
