@@ -130,11 +130,11 @@ struct NodeStore::Impl {
     constexpr std::chrono::milliseconds PAUSE(10);
     int code = attempt();
     const Clock::time_point deadline = Clock::now() + PATIENCE;
-    for (bool again = false; code == MDB_MAP_FULL; again = true) {
+    while (code == MDB_MAP_FULL) {
       // Each time, since a reader may be killed while it is waited for.
       environment->forgetDeadReaders();
       if (!environment->hasSpace() || Clock::now() >= deadline) break;
-      if (again) std::this_thread::sleep_for(PAUSE);
+      std::this_thread::sleep_for(PAUSE);
       code = attempt();
     }
     return code;
