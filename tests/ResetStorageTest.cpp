@@ -12,7 +12,19 @@
 
 namespace {
 
-using ResetStorage = FakeBoard;
+class ResetStorage : public FakeBoard {
+ protected:
+  // The board is reset, and the daemon has said once what it could not do.
+  void expectResetWithout(DaemonProcess &daemon, const std::string &what) const {
+    const int waitStatus = daemon.waitForExit();
+    EXPECT_TRUE(WIFSIGNALED(waitStatus) && WTERMSIG(waitStatus) == SIGKILL) << waitStatus;
+    EXPECT_EQ(countLinesWith("Error/ORV/platform, cannot " + what +
+                                 " in 10 s and does not wait for it any longer: does the storage of " +
+                                 node.path("state") + " hang?",
+                             daemon.errorLines()),
+              1U);
+  }
+};
 
 TEST_F(ResetStorage, ResetIsMadeThoughTheFlightRecordCannotBeWritten) {
   ASSERT_EQ(mkfifo(node.path("end").c_str(), 0600), 0);
@@ -27,13 +39,7 @@ TEST_F(ResetStorage, ResetIsMadeThoughTheFlightRecordCannotBeWritten) {
   const int record = open((node.path("state") + "/flight-record").c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(record, LOCK_EX), 0);
   std::ofstream(node.path("end")) << "now\n";
-  const int waitStatus = daemon->waitForExit();
-  EXPECT_TRUE(WIFSIGNALED(waitStatus) && WTERMSIG(waitStatus) == SIGKILL) << waitStatus;
-  EXPECT_EQ(countLinesWith("Error/ORV/platform, cannot write the flight record in 10 s and does not wait for it any "
-                           "longer: does the storage of " +
-                               node.path("state") + " hang?",
-                           daemon->errorLines()),
-            1U);
+  expectResetWithout(*daemon, "write the flight record");
   close(record);
   EXPECT_NE(fileText("state/run-record").find("resetRequested=1\n"), std::string::npos);
 }
@@ -41,13 +47,7 @@ TEST_F(ResetStorage, ResetIsMadeThoughTheFlightRecordCannotBeWritten) {
 TEST_F(ResetStorage, ResetIsMadeThoughTheHoldCannotBeRead) {
   node.define({"pump;" + failingProgram({}, 3) + ";;0;2;"});
   const auto daemon = start({"FAKE_BOARD_HANGS=" + node.path("state") + "/reset-hold"});
-  const int waitStatus = daemon->waitForExit();
-  EXPECT_TRUE(WIFSIGNALED(waitStatus) && WTERMSIG(waitStatus) == SIGKILL) << waitStatus;
-  EXPECT_EQ(countLinesWith("Error/ORV/platform, cannot read the hold of resets in 10 s and does not wait for it any "
-                           "longer: does the storage of " +
-                               node.path("state") + " hang?",
-                           daemon->errorLines()),
-            1U);
+  expectResetWithout(*daemon, "read the hold of resets");
 }
 
 }  // namespace
