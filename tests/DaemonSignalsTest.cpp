@@ -3,7 +3,6 @@
 #include <sys/wait.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <memory>
@@ -122,15 +121,6 @@ TEST_F(DaemonSignals, ShutdownKillsAProgramThatIgnoresItsTermination) {
   expectGracefulEnd(*daemon);
   const orv::EuRecord eu = node.waitForEu(node.program(), orv::EuState::SHUT_DOWN);
   EXPECT_EQ(eu.waitStatus, SIGKILL);
-}
-
-TEST_F(DaemonSignals, ShutdownLeavesTenSecondsWhereNothingElseIsConfigured) {
-  const auto daemon = node.startedDaemon({"--startup=executable=" + node.program() + " ignore-term"});
-  daemon->waitForOutputLineWith("running ");
-  const auto begin = std::chrono::steady_clock::now();
-  expectGracefulEnd(*daemon);
-  EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(10));
-  EXPECT_EQ(node.waitForEu(node.program(), orv::EuState::SHUT_DOWN).waitStatus, SIGKILL);
 }
 
 TEST_F(DaemonSignals, ShutdownLeavesTimeToEndByItself) {
