@@ -3,7 +3,6 @@
 #define ORV_TESTS_COMPLETIONSHELLS_H
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <string>
 #include <utility>
@@ -77,11 +76,5 @@ zpty -d shell
   const FreshDirectory &directory_;
   Lines environment_;
 };
-
-// zsh and fish are no part of what the project is built and tested with; where somebody has them, their scripts are
-// tried.
-inline bool isInstalled(const char *program) {
-  return access(program, X_OK) == 0;
-}
 
 #endif
