@@ -14,6 +14,7 @@
 #include <memory_resource>
 #include <new>
 #include <string_view>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -177,6 +178,8 @@ Status launch(const Program &program, RunningProgram &started) {
   request.outputDescriptor = output.writing.get();
   const int error = spawnProgram(request, started.pid);
   if (error != 0) return launchFailure(program, error);
+  // The program runs: EUs that are still starting theirs come before what is left to be done for it.
+  std::this_thread::yield();
   if (output.reading.get() >= 0) watchOutput(std::move(output.reading), started.pid, program.euId, program.euName);
   return Status::success();
 }
