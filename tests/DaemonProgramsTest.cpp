@@ -69,7 +69,7 @@ TEST_F(DaemonPrograms, SignalsAreResetWhateverTheDaemonInherited) {
   node.define({"app;" + node.program() + ";print-signals;0;0;"});
   ProcessStart start;
   start.blockedSignals = {SIGUSR1, SIGALRM, SIGCHLD, SIGRTMIN};
-  start.ignoredSignals = {SIGPIPE, SIGUSR2, SIGQUIT, SIGHUP};
+  start.ignoredSignals = {SIGPIPE, SIGUSR2, SIGQUIT, SIGHUP, SIGRTMIN, SIGRTMAX};
   const auto daemon = node.startedDaemon({"-v"}, start);
   EXPECT_EQ(daemon->waitForOutputLineWith("SigBlk"), "SigBlk: 0000000000000000");
   EXPECT_EQ(daemon->waitForOutputLineWith("SigIgn"), "SigIgn: 0000000000000000");

@@ -134,7 +134,8 @@ extern "C" int32_t AaSysLogPrint(uint32_t severity, const char *format, ...) {
     result = ENOMEM;
   }
   // The node's start-up has been deep in its stack, with a table of 64 definitions; its last word is a line of the log,
-  // and then it waits for as long as the node is up.
-  if (orv::inStartupEu()) orv::releaseUnusedStack();
+  // and then it waits for as long as the node is up. Not at every line: giving memory back stops all threads of the
+  // process for a moment, of which many are starting their programs.
+  if (orv::inStartupEu()) orv::releaseReturnedStack();
   return result;
 }

@@ -6,9 +6,11 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 #include "Clock.h"
@@ -165,6 +167,12 @@ __attribute__((noinline)) void releaseUnusedStack() {
   if (highest <= lowest) return;
   const size_t length = std::min<size_t>(highest - lowest, RELEASED_STACK_BYTES);
   madvise(end - length, length, MADV_DONTNEED);
+}
+
+__attribute__((noinline)) void releaseReturnedStack() {
+  thread_local uintptr_t frameBefore = UINTPTR_MAX;
+  const auto frame = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
+  if (frame > std::exchange(frameBefore, frame)) releaseUnusedStack();
 }
 
 void joinEus() {

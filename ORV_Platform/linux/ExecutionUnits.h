@@ -43,6 +43,10 @@ void markStack(size_t stackBytes);
 // for long. Does nothing in a thread whose stack is not known.
 void releaseUnusedStack();
 
+// The same for a thread that calls this again and again, where there is something to give back: when it has returned
+// from calls in which it was here before.
+void releaseReturnedStack();
+
 // Waits until every joinable EU has ended, those that are created meanwhile included. One caller at a time.
 void joinEus();
 
