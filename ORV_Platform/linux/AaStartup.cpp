@@ -25,6 +25,7 @@
 #include "RunRecorder.h"
 #include "RunningPrograms.h"
 #include "ServiceManager.h"
+#include "ServiceThread.h"
 #include "StartupStage.h"
 #include "StoreWriter.h"
 #include "SysComUsers.h"
@@ -109,6 +110,9 @@ Status ceStartup() {
 }
 
 Status ceShutdown() {
+  // The daemon's main thread waits here for as long as the node is up.
+  markStack(SERVICE_STACK_BYTES);
+  releaseUnusedStack();
   joinEus();
   storeWriterIsToEnd();
   endStartup();
