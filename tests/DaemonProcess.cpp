@@ -123,7 +123,14 @@ DaemonProcess::~DaemonProcess() {
 }
 
 void DaemonProcess::signal(int number) const {
-  if (kill(pid_, number) != 0) throw std::runtime_error(std::string("cannot send a signal: ") + std::strerror(errno));
+#if defined(__SANITIZE_THREAD__)
+  // The run-time of ThreadSanitizer calls the handlers, and it does not know waitpid as a call that blocks: a signal
+  // that the kernel gives to a thread which waits for its program would be kept until the program ends.
+  const bool sent = tgkill(pid_, pid_, number) == 0;
+#else
+  const bool sent = kill(pid_, number) == 0;
+#endif
+  if (!sent) throw std::runtime_error(std::string("cannot send a signal: ") + std::strerror(errno));
 }
 
 int DaemonProcess::waitForExit() {

@@ -36,6 +36,7 @@ class DaemonProcess {
   pid_t pid() const {
     return pid_;
   }
+  // Throws when there is no such process.
   void signal(int number) const;
 
   // Waits until the process has ended and nobody writes to its output any more. Returns the wait status.

@@ -97,9 +97,6 @@ TEST_F(DaemonSignals, SecondTerminationDuringTheShutdownChangesNothing) {
   const pid_t program = pidIn(daemon->waitForOutputLineWith("running "), "running ");
   daemon->signal(SIGTERM);
   daemon->waitForErrorLine(TERMINATION);
-  // ThreadSanitizer delivers a signal at the chosen thread's next blocking call: the thread must not be one that is
-  // about to end, with which the signal would be lost.
-  waitForThreadEnd(daemon->pid(), "ceInternalStart");
   daemon->signal(SIGTERM);
   daemon->waitForErrorLine("Initiated ORV-RT CE level shutdown", 2);
   daemon->signal(SIGINT);

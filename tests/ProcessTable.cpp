@@ -204,21 +204,6 @@ void waitForState(pid_t pid, const std::string &states) {
   }
 }
 
-void waitForThreadEnd(pid_t pid, const std::string &threadName) {
-  const auto deadline = Clock::now() + WAIT_LIMIT;
-  for (;;) {
-    bool found = false;
-    for (const auto &thread : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
-      std::string name;
-      std::ifstream file(thread.path() / "comm");
-      found = found || (std::getline(file, name) && name == threadName);
-    }
-    if (!found) return;
-    if (Clock::now() > deadline) throw std::runtime_error("thread " + threadName + " does not end");
-    std::this_thread::sleep_for(POLL_INTERVAL);
-  }
-}
-
 unsigned long contextSwitches(pid_t pid) {
   unsigned long sum = 0;
   for (const auto &thread : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {

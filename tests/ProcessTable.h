@@ -47,10 +47,6 @@ int waitForEnd(pid_t child);
 // Waits until the process is in one of `states`. Throws after WAIT_LIMIT and when it ends instead.
 void waitForState(pid_t pid, const std::string &states);
 
-// Waits until no thread of that name, as the kernel knows it (15 bytes), is left in the process. Throws after
-// WAIT_LIMIT.
-void waitForThreadEnd(pid_t pid, const std::string &threadName);
-
 // The context switches, voluntary and not, that the threads of a process have made so far. A thread that a sanitizer
 // keeps in the process for itself is left out.
 unsigned long contextSwitches(pid_t pid);

@@ -215,31 +215,8 @@ std::unique_ptr<orv::NodeStore> TestNode::store() const {
   return opened;
 }
 
-namespace {
-
-void terminate(const DaemonProcess &daemon) {
-  daemon.signal(SIGTERM);
-#if defined(__SANITIZE_THREAD__)
-  // The handlers are called by ThreadSanitizer's run-time, not by the kernel, and once in some hundred ends it calls
-  // none: the kernel has delivered the signal, and nothing is kept for later. Only where no handler has run it is sent
-  // again.
-  constexpr std::chrono::seconds PATIENCE(5);
-  auto sent = std::chrono::steady_clock::now();
-  comesTrue([&] {
-    if (countLinesWith("Got SIGTERM", daemon.errorLines()) != 0) return true;
-    if (std::chrono::steady_clock::now() - sent > PATIENCE) {
-      daemon.signal(SIGTERM);
-      sent = std::chrono::steady_clock::now();
-    }
-    return false;
-  });
-#endif
-}
-
-}  // namespace
-
 void expectGracefulEnd(DaemonProcess &daemon) {
-  terminate(daemon);
+  daemon.signal(SIGTERM);
   const int waitStatus = daemon.waitForExit();
   EXPECT_TRUE(WIFEXITED(waitStatus) && WEXITSTATUS(waitStatus) == 0) << "wait status " << waitStatus;
   const std::vector<std::string> lines = daemon.errorLines();
