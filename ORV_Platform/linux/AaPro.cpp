@@ -77,11 +77,11 @@ class CommandRecord {
   }
 
  private:
-  void write(EventKind kind, const std::string &text) {
-    if (record_->id != 0) return recordEu(*record_, kind, text);
+  void write(EventKind kind, std::string text) {
+    if (record_->id != 0) return recordEu(*record_, kind, std::move(text));
     Event event;
     event.kind = kind;
-    event.text = text;
+    event.text = std::move(text);
     recordEvent(std::move(event));
   }
 

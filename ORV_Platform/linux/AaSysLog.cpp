@@ -12,6 +12,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "AaStartup.h"
 #include "Clock.h"
@@ -79,10 +80,10 @@ void takeOrigin(LogLine &line) {
   }
 }
 
-LogLine lineOf(uint32_t severity, const std::string &text) {
+LogLine lineOf(uint32_t severity, std::string &&text) {
   LogLine line;
   line.severity = severity;
-  line.text = text;
+  line.text = std::move(text);
   line.identifier = program_invocation_short_name;
   line.pid = static_cast<uint32_t>(getpid());
   line.realtimeNs = realtimeNs();
@@ -98,8 +99,8 @@ void writeToLogSinks(const LogLine &line) {
   printLine(line);
 }
 
-void writeSystemLog(uint32_t severity, const std::string &text) {
-  recordLogLine(lineOf(severity, text), currentEu());
+void writeSystemLog(uint32_t severity, std::string text) {
+  recordLogLine(lineOf(severity, std::move(text)), currentEu());
 }
 
 }  // namespace orv
@@ -128,8 +129,12 @@ extern "C" int32_t AaSysLogPrint(uint32_t severity, const char *format, ...) {
     }
     // A program that only logs is one of the node as well: its first line opens the store.
     orv::nodeStore();
-    orv::writeSystemLog(severity, text);
-    if (orv::inStartupEu()) orv::noteLogLine(text);
+    if (orv::inStartupEu()) {
+      orv::writeSystemLog(severity, text);
+      orv::noteLogLine(text);
+    } else {
+      orv::writeSystemLog(severity, std::move(text));
+    }
   } catch (const std::exception &) {
     result = ENOMEM;
   }

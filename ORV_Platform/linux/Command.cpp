@@ -29,11 +29,12 @@
 namespace orv {
 namespace {
 
-// Told by an init system to the daemon and meant for nobody else.
-bool isDaemonsOwn(std::string_view variable) {
+// Told by an init system to the daemon and meant for nobody else. Most variables differ in the first letter already,
+// and each is looked at for each program.
+bool isDaemonsOwn(const char *variable) {
   for (const std::string_view name : {"NOTIFY_SOCKET=", "WATCHDOG_PID=", "WATCHDOG_USEC=", "LISTEN_PID=", "LISTEN_FDS=",
                                       "LISTEN_FDNAMES=", "JOURNAL_STREAM=", "ORV_NODE_DIR=", "ORV_EU_NAME="}) {
-    if (variable.starts_with(name)) return true;
+    if (*variable == name.front() && std::strncmp(variable, name.data(), name.size()) == 0) return true;
   }
   return false;
 }

@@ -386,11 +386,11 @@ void recordEvent(Event event) {
   writeEvent(event);
 }
 
-void recordEvent(EventKind kind, const std::string &text) {
+void recordEvent(EventKind kind, std::string text) {
   Event event;
   event.kind = kind;
   event.euId = currentEu();
-  event.text = text;
+  event.text = std::move(text);
   recordEvent(std::move(event));
 }
 
@@ -404,12 +404,12 @@ void recordLogLine(LogLine line, uint32_t euId) {
   writeEvent(event);
 }
 
-void recordEu(const EuRecord &record, EventKind kind, const std::string &text) {
+void recordEu(const EuRecord &record, EventKind kind, std::string text) {
   Event event;
   stamp(event);
   event.kind = kind;
   event.euId = record.id;
-  event.text = text;
+  event.text = std::move(text);
   const auto queue = [&](Waiting &waiting) {
     waiting.eus.insert_or_assign(record.id, record);
     queueEvent(waiting, std::move(event));

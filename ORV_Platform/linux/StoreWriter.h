@@ -46,13 +46,13 @@ void hurryRecords();
 void recordEvent(Event event);
 
 // The same for an event of the calling EU that is no more than a text.
-void recordEvent(EventKind kind, const std::string &text);
+void recordEvent(EventKind kind, std::string text);
 
 // A line of the node's log: to the sinks of the system's log and, as an event of the EU `euId`, to the store.
 void recordLogLine(LogLine line, uint32_t euId);
 
 // The record as it is now, and an event of that EU.
-void recordEu(const EuRecord &record, EventKind kind, const std::string &text);
+void recordEu(const EuRecord &record, EventKind kind, std::string text);
 
 // Sets a string tag "1" on behalf of `setter`, without the delay in which other records gather: others wait for it.
 void recordTag(const std::string &name, const Setter &setter);

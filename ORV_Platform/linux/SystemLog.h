@@ -12,7 +12,7 @@
 namespace orv {
 
 // Writes one line. May be called from any thread and at any time; what a sink cannot take is lost for that sink.
-void writeSystemLog(uint32_t severity, const std::string &text);
+void writeSystemLog(uint32_t severity, std::string text);
 
 // The sinks alone, the journal or else syslog, and the print port: the way of a line that is an event already.
 void writeToLogSinks(const LogLine &line);
