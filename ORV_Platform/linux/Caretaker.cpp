@@ -149,6 +149,7 @@ class Later {
 };
 
 void *runCaretaker(void *) {
+  nameThisThread("orvCaretaker");
   markStack(SERVICE_STACK_BYTES);
   Caretaker &all = caretaker();
   ProgramOutputs outputs;
@@ -232,7 +233,7 @@ Status startCaretaker() {
   status = prepareGuard();
   if (!status.ok()) platformLog(SEVERITY_WARNING, status.message);
   all.ending = false;
-  errno = startServiceThread("orvCaretaker", runCaretaker, nullptr, all.thread);
+  errno = startServiceThread(runCaretaker, nullptr, all.thread);
   if (errno != 0) return failure("no thread");
   all.running = true;
   return Status::success();

@@ -102,11 +102,9 @@ struct FlightRecord {
 // Reads the record of `stateDirectory`; a missing file is an empty record. Fails with the errno.
 Status readFlightRecord(const std::string &stateDirectory, FlightRecord &record);
 
-// Makes the file with all its space where it is missing or too short. Fails with the errno.
-Status prepareFlightRecord(const std::string &stateDirectory);
-
 // Writes `entry` in place of the oldest and syncs it; `entry.sequence` becomes its number. Texts that are too long are
-// cut. Safe from any thread and process. Fails with the errno.
+// cut. Where the file is missing or too short it is made with all its space first. Safe from any thread and process.
+// Fails with the errno.
 Status appendFlightEntry(const std::string &stateDirectory, FlightEntry &entry);
 
 }  // namespace orv

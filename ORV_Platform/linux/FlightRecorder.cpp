@@ -104,6 +104,7 @@ struct StorageJob {
 };
 
 void *runStorageJob(void *argument) {
+  nameThisThread("orv-storage");
   const std::unique_ptr<std::shared_ptr<StorageJob>> owner(static_cast<std::shared_ptr<StorageJob> *>(argument));
   StorageJob &job = **owner;
   Status result = withoutExceptions<Status>(Status{ENOMEM, {}}, [&] { return job.work(); });
@@ -135,9 +136,7 @@ Status countRunStart(const NodeStore &store, const ResetLimits &limits, RunRecor
 }
 
 Status writeRunStart(FlightEntry &entry) {
-  const std::string directory = stateDirectory();
-  Status written = prepareFlightRecord(directory);
-  if (written.ok()) written = appendFlightEntry(directory, entry);
+  Status written = appendFlightEntry(stateDirectory(), entry);
   if (entry.lastEnd != LastEnd::UNKNOWN && entry.lastEnd != LastEnd::STOPPED) {
     platformLog(SEVERITY_WARNING,
                 "the last run: " + std::string(lastEndText(entry.lastEnd)) + " (orvctl why-reset tells more)");
@@ -172,7 +171,7 @@ Status withinStorageLimit(const std::string &what, std::function<Status()> work)
   // The thread's own reference: the work may outlast this call.
   auto threadsJob = std::make_unique<std::shared_ptr<StorageJob>>(job);
   pthread_t thread;
-  if (startServiceThread("orv-storage", runStorageJob, threadsJob.get(), thread) != 0) return job->work();
+  if (startServiceThread(runStorageJob, threadsJob.get(), thread) != 0) return job->work();
   static_cast<void>(threadsJob.release());
   pthread_detach(thread);
   std::unique_lock lock(job->mutex);

@@ -89,6 +89,7 @@ void record() {
 }
 
 void *runRecording(void *) {
+  nameThisThread("orvRunStart");
   record();
   return nullptr;
 }
@@ -111,8 +112,8 @@ bool awaitStage(Stage stage) {
   return false;
 }
 
-void begin(Recording &recording, const char *name, void *(*entry)(void *)) {
-  recording.runs = startServiceThread(name, entry, nullptr, recording.thread) == 0;
+void begin(Recording &recording, void *(*entry)(void *)) {
+  recording.runs = startServiceThread(entry, nullptr, recording.thread) == 0;
 }
 
 void join(Recording &recording) {
@@ -159,6 +160,7 @@ void recordStop() {
 }
 
 void *runRecordingStop(void *) {
+  nameThisThread("orvRunStop");
   recordStop();
   return nullptr;
 }
@@ -176,7 +178,7 @@ void beginRunStart(const NodeStore &store, const ResetLimits &limits) {
   // Also where the daemon ends without a CE shutdown.
   static const bool atTheEnd = std::atexit(joinRunStart) == 0;
   static_cast<void>(atTheEnd);
-  begin(start.recording, "orvRunStart", runRecording);
+  begin(start.recording, runRecording);
   if (!start.recording.runs) record();
 }
 
@@ -197,7 +199,7 @@ void beginRunStop() {
     const std::lock_guard lock(stop.mutex);
     stop.done = false;
   }
-  begin(stop.recording, "orvRunStop", runRecordingStop);
+  begin(stop.recording, runRecordingStop);
   if (!stop.recording.runs) recordStop();
 }
 

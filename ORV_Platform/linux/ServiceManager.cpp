@@ -30,6 +30,7 @@ Feeder &feeder() {
 }
 
 void *feed(void *) {
+  nameThisThread("orv-watchdog");
   Feeder &self = feeder();
   std::unique_lock lock(self.mutex);
   do {
@@ -64,7 +65,7 @@ Status startFeeding() {
   if (self.stop || self.thread) return Status::success();
   self.interval = std::chrono::microseconds(intervalUs / 2);
   pthread_t thread;
-  if (const int error = startServiceThread("orv-watchdog", feed, nullptr, thread); error != 0) {
+  if (const int error = startServiceThread(feed, nullptr, thread); error != 0) {
     return Status::failure(
         error, "the service manager's watchdog is not fed: no thread: " + std::generic_category().message(error));
   }

@@ -4,7 +4,7 @@
 
 namespace orv {
 
-int startServiceThread(const char *name, void *(*entry)(void *), void *argument, pthread_t &thread) {
+int startServiceThread(void *(*entry)(void *), void *argument, pthread_t &thread) {
   sigset_t all;
   sigset_t previous;
   sigfillset(&all);
@@ -15,8 +15,11 @@ int startServiceThread(const char *name, void *(*entry)(void *), void *argument,
   const int error = pthread_create(&thread, &attributes, entry, argument);
   pthread_attr_destroy(&attributes);
   pthread_sigmask(SIG_SETMASK, &previous, nullptr);
-  if (error == 0) pthread_setname_np(thread, name);
   return error;
+}
+
+void nameThisThread(const char *name) {
+  pthread_setname_np(pthread_self(), name);
 }
 
 }  // namespace orv

@@ -248,6 +248,7 @@ void gather(Writer &all, std::unique_lock<std::mutex> &lock, Hurry hurry) {
 }
 
 void *runWriter(void *) {
+  nameThisThread("orvStoreWriter");
   markStack(SERVICE_STACK_BYTES);
   Writer &all = writer();
   std::unique_lock lock(all.mutex);
@@ -336,7 +337,7 @@ int startStoreWriter() {
   // Also where the daemon ends without a CE shutdown.
   static const bool atTheEnd = std::atexit(stopStoreWriter) == 0;
   static_cast<void>(atTheEnd);
-  const int error = startServiceThread("orvStoreWriter", runWriter, nullptr, all.thread);
+  const int error = startServiceThread(runWriter, nullptr, all.thread);
   all.running = error == 0;
   return error;
 }
