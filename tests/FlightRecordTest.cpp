@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <fstream>
 
 #include "FlightCodec.h"
 #include "FreshDirectory.h"
@@ -118,8 +119,17 @@ TEST_F(FlightRecordTest, AllTheSpaceIsThereFromTheStart) {
   EXPECT_EQ(found.st_size, static_cast<off_t>(orv::FLIGHT_SLOT_COUNT * orv::FLIGHT_SLOT_SIZE));
   EXPECT_GE(found.st_blocks * 512, found.st_size);
   EXPECT_EQ(found.st_mode & 07777, 0640U);
+  EXPECT_EQ(read().damagedEntries, 0U);
   append("two");
   EXPECT_EQ(meansOf(read()), "one two ");
+}
+
+TEST_F(FlightRecordTest, SpaceThatNothingWasWrittenToIsAnEmptyRecord) {
+  std::ofstream(file()) << std::string(orv::FLIGHT_SLOT_COUNT * orv::FLIGHT_SLOT_SIZE, '\0');
+  EXPECT_TRUE(read().entries.empty());
+  EXPECT_EQ(read().damagedEntries, 0U);
+  append("one");
+  EXPECT_EQ(meansOf(read()), "one ");
 }
 
 TEST_F(FlightRecordTest, NewestEntriesStay) {

@@ -58,12 +58,12 @@ TEST(PlatformRecords, WhatTheStoreDoesNotTakeIsTriedAgainNowAndThen) {
     // Less than the store's file has already: no page of it can be written.
     const Limited fileSize(RLIMIT_FSIZE, 4096);
     AaSysLogPrint(INFO, "refused at first");
+    ASSERT_TRUE(comesTrue([] { return waitsOf("orvStoreWriter").has_value(); })) << "it names itself when it runs";
     using Clock = std::chrono::steady_clock;
     const auto begin = Clock::now();
-    ASSERT_TRUE(comesTrue([] { return waitsOf("orvStoreWriter").has_value(); })) << "it names itself when it runs";
-    const unsigned long before = waitsOf("orvStoreWriter").value_or(0);
+    const unsigned long before = waitsOf("orvStoreWriter").value();
     std::this_thread::sleep_for(std::chrono::seconds(1));
-    const unsigned long waits = waitsOf("orvStoreWriter").value_or(0) - before;
+    const unsigned long waits = waitsOf("orvStoreWriter").value() - before;
     const std::chrono::duration<double> seconds = Clock::now() - begin;
     EXPECT_GT(waits, 0U) << "it is not tried again";
     EXPECT_LT(static_cast<double>(waits) / seconds.count(), 100.0) << "times a second";

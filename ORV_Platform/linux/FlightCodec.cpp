@@ -1,5 +1,6 @@
 #include "FlightCodec.h"
 
+#include <algorithm>
 #include <array>
 #include <type_traits>
 
@@ -235,17 +236,8 @@ std::string encodeFlightSlot(const FlightEntry &entry) {
   return slot;
 }
 
-namespace {
-
-// The first byte is zero, and each other one is as the one before it: the library compares many bytes at a time.
-bool isAllZero(std::string_view bytes) {
-  return bytes.empty() || (bytes.front() == '\0' && bytes.substr(1) == bytes.substr(0, bytes.size() - 1));
-}
-
-}  // namespace
-
 SlotState decodeFlightSlot(std::string_view slot, FlightEntry &entry) {
-  if (isAllZero(slot)) return SlotState::EMPTY;
+  if (std::all_of(slot.begin(), slot.end(), [](char byte) { return byte == '\0'; })) return SlotState::EMPTY;
   if (slot.size() != FLIGHT_SLOT_SIZE || !slot.starts_with(MAGIC)) return SlotState::DAMAGED;
   Reader head(slot.substr(MAGIC.size()));
   uint16_t version = 0;

@@ -42,15 +42,12 @@ bool isRegularFile(int descriptor, off_t &size) {
   return true;
 }
 
-// Opens the file for a change, locked, with all its space. `isNew`: nothing has been in it so far.
-Status openForChange(const std::string &stateDirectory, Descriptor &file, bool &isNew) {
+// Opens the file for a change, locked, with all its space.
+Status openForChange(const std::string &stateDirectory, Descriptor &file) {
   if (file.get() < 0) return cannot("open", stateDirectory, errno);
   off_t size = 0;
   if (!isRegularFile(file.get(), size)) return cannot("use", stateDirectory, EINVAL);
   if (const int error = lock(file.get(), LOCK_EX); error != 0) return cannot("lock", stateDirectory, error);
-  // Somebody else may have written to it before the lock was had.
-  if (!isRegularFile(file.get(), size)) return cannot("use", stateDirectory, EINVAL);
-  isNew = size == 0;
   if (size >= FILE_SIZE) return Status::success();
   const int error = posix_fallocate(file.get(), 0, FILE_SIZE);
   if (error != 0) return cannot("make room for", stateDirectory, error);
@@ -129,12 +126,9 @@ Status readFlightRecord(const std::string &stateDirectory, FlightRecord &record)
 Status appendFlightEntry(const std::string &stateDirectory, FlightEntry &entry) {
   if (Status status = ensurePrivateDirectory(stateDirectory); !status.ok()) return status;
   Descriptor file(open(pathIn(stateDirectory).c_str(), openFlags(), FILE_MODE));
-  bool isNew = false;
-  if (Status status = openForChange(stateDirectory, file, isNew); !status.ok()) return status;
+  if (Status status = openForChange(stateDirectory, file); !status.ok()) return status;
   FlightRecord record;
-  if (!isNew) {
-    if (const int error = readSlots(file.get(), record); error != 0) return cannot("read", stateDirectory, error);
-  }
+  if (const int error = readSlots(file.get(), record); error != 0) return cannot("read", stateDirectory, error);
   entry.sequence = record.entries.empty() ? 1 : record.entries.back().sequence + 1;
   const int error = writeSlot(file.get(), entry.sequence % FLIGHT_SLOT_COUNT, encodeFlightSlot(entry));
   return error == 0 ? Status::success() : cannot("write", stateDirectory, error);

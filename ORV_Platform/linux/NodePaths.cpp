@@ -104,7 +104,7 @@ namespace {
 
 // The number of group `orv` in the machine's own list; nothing where there is none. The directory services that a
 // library function would ask as well take longer than the rest of the node's start.
-std::optional<gid_t> findNodeGroup() {
+std::optional<gid_t> nodeGroup() {
   constexpr std::string_view NAME = "orv:";
   FILE *file = std::fopen("/etc/group", "re");
   if (file == nullptr) return std::nullopt;
@@ -128,8 +128,7 @@ std::optional<gid_t> findNodeGroup() {
 }  // namespace
 
 void giveToNodeGroup(const std::string &path) {
-  // Looked for once: a start makes four files and directories.
-  static const std::optional<gid_t> group = findNodeGroup();
+  const std::optional<gid_t> group = nodeGroup();
   if (!group) return;
   // Result not examined, as promised. A link is changed itself and not followed.
   static_cast<void>(lchown(path.c_str(), static_cast<uid_t>(-1), *group) == 0);
@@ -137,11 +136,8 @@ void giveToNodeGroup(const std::string &path) {
 
 Status ensurePrivateDirectory(const std::string &directory) {
   const std::string path = withoutTrailingSlashes(directory);
-  Status status = makeDirectory(path, PRIVATE_MODE);
-  if (status.code == ENOENT) {
-    status = makeParents(path);
-    if (status.ok()) status = makeDirectory(path, PRIVATE_MODE);
-  }
+  Status status = makeParents(path);
+  if (status.ok()) status = makeDirectory(path, PRIVATE_MODE);
   return status.ok() ? checkPrivateDirectory(path) : status;
 }
 

@@ -45,7 +45,6 @@ bool takeNumber(std::string_view &text, Number &number) {
 
 // "Uid: real effective saved file" in /proc/PID/status.
 uint32_t effectiveUid(uint32_t pid) {
-  if (pid == static_cast<uint32_t>(getpid())) return geteuid();
   constexpr std::string_view LABEL = "\nUid:";
   const std::string status = readProcFile(pid, "status").value_or("");
   const size_t found = status.find(LABEL);
